@@ -1,0 +1,5 @@
+import sys
+
+from oxm.cli import main
+
+sys.exit(main())

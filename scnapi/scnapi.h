@@ -1,0 +1,103 @@
+/*
+ * scnapi: the scene-file library.
+ *
+ * A scene file is an HDF5 file recording a finished visualisation: scenes
+ * and their frames, parts, geometry, variables, viewports, annotations,
+ * images, notes and tagged display attributes.  Producers write one with
+ * scn_write_begin, one scn_write_* call per record and scnapi_close;
+ * consumers read one with scn_read_begin, the scn_read_*_num counts, the
+ * scn_read_*_info records and the bulk readers, then scnapi_close.
+ *
+ * Every entry has C linkage and plain C types.  Writers and readers return
+ * 0 on success and 1 on failure (2 for an allocation failure in the
+ * attribute store); counts return the count, 0 for an absent collection and
+ * -1 when closing the collection fails.  Failures print one line on
+ * standard output.  Output pointers of readers may be null (item not read);
+ * arrays are sized by the caller from the matching info call.
+ */
+#ifndef SCNAPI_SCNAPI_H
+#define SCNAPI_SCNAPI_H
+
+#include <stdint.h>
+
+#include "oxr_constants.h"
+
+#if defined(__GNUC__)
+#define SCNAPI_EXPORT __attribute__((visibility("default")))
+#else
+#define SCNAPI_EXPORT
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Width of the handle's name fields and of stored names. */
+#define SCNAPI_NAME_LEN 256
+/* The most tagged attributes one record can carry. */
+#define OXR_MAX_ATTRTAGS 150
+
+/* An HDF5 identifier (hid_t of the HDF5 1.10 series, 64-bit). */
+typedef int64_t scnapi_hid_t;
+
+/*
+ * One open scene file.  A plain record: C consumers may rely on directory,
+ * fileName and fileId; the remaining fields belong to the library.
+ */
+typedef struct scnapi_handle {
+    char directory[SCNAPI_NAME_LEN]; /* name up to its last '/', or "./" */
+    char fileName[SCNAPI_NAME_LEN];  /* name given by the caller; "" = none */
+    scnapi_hid_t fileId;             /* open HDF5 file, -1 = none */
+    int compression;                 /* index into the compression table */
+    /* tagged attribute store */
+    int attrKind;
+    int attrIndex;
+    int numAttrs;
+    int expectedAttrs;
+    int attrTags[OXR_MAX_ATTRTAGS];
+    int attrPtrs[OXR_MAX_ATTRTAGS];
+    int ivalsLen;
+    int fvalsLen;
+    int cvalsLen;
+    int ibufSize;
+    int *ibuf;
+    int fbufSize;
+    float *fbuf;
+    int cbufSize;
+    char *cbuf;
+    /* read side: index of the legacy (pre-2.0) geometry layout */
+    int geomCount;
+    int nodeSetsFound;
+    int elemListsFound;
+    int *nodesInGeom;
+    int *elemsInGeom;
+} scnapi_handle;
+
+/* ---- library and file lifecycle ---------------------------------------- */
+
+SCNAPI_EXPORT int scnapi_init(void);
+SCNAPI_EXPORT const char *scnapi_name(void);
+SCNAPI_EXPORT const char *scnapi_desc(void);
+SCNAPI_EXPORT const char *scnapi_version(void);
+SCNAPI_EXPORT const char *scnfile_version(void);
+SCNAPI_EXPORT int scnapi_compression_avail(int *count, const char ***names);
+SCNAPI_EXPORT int scnapi_input_files(int *count, char *kinds);
+
+SCNAPI_EXPORT scnapi_handle *scn_write_begin(const char *fileName, int append);
+SCNAPI_EXPORT int scn_write_set_compression(scnapi_handle *h, int compression);
+SCNAPI_EXPORT int scn_write_framework_version(scnapi_handle *h, const char *version);
+
+SCNAPI_EXPORT scnapi_handle *scn_read_begin(const char **fileNames);
+SCNAPI_EXPORT int scn_read_framework_version(scnapi_handle *h, char *version);
+
+SCNAPI_EXPORT int scnapi_close(scnapi_handle **h);
+
+/* ---- scenes ------------------------------------------------------------ */
+
+SCNAPI_EXPORT int scn_read_scene_num(scnapi_handle *h);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* SCNAPI_SCNAPI_H */
