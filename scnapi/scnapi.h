@@ -92,9 +92,17 @@ SCNAPI_EXPORT int scn_read_framework_version(scnapi_handle *h, char *version);
 
 SCNAPI_EXPORT int scnapi_close(scnapi_handle **h);
 
-/* ---- scenes ------------------------------------------------------------ */
+/* ---- record families --------------------------------------------------- */
 
-SCNAPI_EXPORT int scn_read_scene_num(scnapi_handle *h);
+#include "scn_scene.h"
+#include "scn_source.h"
+#include "scn_part.h"
+#include "scn_geom.h"
+#include "scn_elem.h"
+#include "scn_var.h"
+#include "scn_vport.h"
+#include "scn_annot.h"
+#include "scn_attr.h"
 
 #ifdef __cplusplus
 }

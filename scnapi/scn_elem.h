@@ -1,0 +1,13 @@
+/*
+ * Element lists, element records and element variables.
+ * Part of the public interface: include scnapi/scnapi.h.
+ */
+#ifndef SCNAPI_SCN_ELEM_H
+#define SCNAPI_SCN_ELEM_H
+
+#ifndef SCNAPI_SCNAPI_H
+#error "include scnapi/scnapi.h instead"
+#endif
+
+
+#endif /* SCNAPI_SCN_ELEM_H */
