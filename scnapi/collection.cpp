@@ -72,6 +72,8 @@ H5Id open_holder(hid_t file, const Collection &c) {
 
 }  // namespace
 
+int init_num_attrs(hid_t record) { return write_att_int(record, "numAttrs", 0) < 0 ? 1 : 0; }
+
 Collection collection(const char *entry, const char *group, const char *counter,
                       const char *record) {
     Collection c;

@@ -48,6 +48,10 @@ struct Collection {
     int (*on_create)(hid_t record) = nullptr;
 };
 
+// on_create hook of the families whose records carry tagged attributes:
+// their record groups start with "numAttrs" = 0.
+int init_num_attrs(hid_t record);
+
 // A family under "/top" with the standard messages of `entry`.
 Collection collection(const char *entry, const char *group, const char *counter,
                       const char *record);
