@@ -138,5 +138,11 @@ def int_attr(value):
 def run_isolated(source):
     """Run Python source in a fresh process (the library keeps process-wide
     state, such as the version of the file read last); returns its stdout."""
-    return subprocess.run([sys.executable, "-c", source], cwd=HERE, check=True,
-                          capture_output=True, text=True).stdout
+    env = dict(os.environ)
+    env["PYTHONPATH"] = os.pathsep.join(
+        [os.path.dirname(os.path.abspath(_oxm.__file__)), HERE, env.get("PYTHONPATH", "")])
+    run = subprocess.run([sys.executable, "-c", source], cwd=HERE, env=env,
+                         capture_output=True, text=True)
+    if run.returncode != 0:
+        raise AssertionError(f"isolated run failed:\n{run.stderr}")
+    return run.stdout

@@ -1,0 +1,137 @@
+"""The _oxm module and its file object."""
+import gc
+import pathlib
+
+import pytest
+
+import _oxm
+from scnlib import close, h5build, int_attr, open_write, text_attr
+
+VERSIONS = {"scn_api_version": text_attr("2.00.00"), "scn_file_version": text_attr("2.00")}
+
+
+@pytest.fixture
+def scene_file(tmp_path):
+    path = tmp_path / "scenes.h5"
+    h5build(path, {"/top": {"attrs": VERSIONS},
+                   "/top/Scenes": {"attrs": {"nScenes": int_attr(3)}}})
+    return path
+
+
+@pytest.fixture
+def empty_file(tmp_path):
+    path = tmp_path / "empty.h5"
+    assert close(open_write(path)) == 0
+    return path
+
+
+def test_module_surface():
+    public = [n for n in dir(_oxm) if not n.startswith("__")]
+    constants = [n for n in public if n.startswith("OXR_")]
+    assert len(constants) == 650
+    assert all(type(getattr(_oxm, n)) is int for n in constants)
+    assert sorted(set(public) - set(constants)) == ["oxm"]  # no functions, no OXM
+    assert _oxm.__doc__ == "Example module that creates an extension type."
+
+
+@pytest.mark.parametrize("name, value", [
+    ("OXR_VPORT_ROTMAT", 4207), ("OXR_CENTER_NODE", 3000), ("OXR_TRACE_B0TH", 2),
+    ("OXR_ANNOT_TEXT", 10), ("OXR_ANNOT_HORZ", 10), ("OXR_PALETTE_RGB", 10),
+    ("OXR_PALETTE_LINEAR", 10), ("OXR_IMAGE_U_X0Y0X1Y1", 1000), ("OXR_REP_NONE", 1000),
+    ("OXR_MAX_RENDATTR_ENUM", 1191), ("OXR_FRAMEWORK_VERSION", 1), ("OXR_ANIM_BOUNCE", 2),
+    ("OXR_VPORT_ZTRANSFORM", 4238), ("OXR_NOTE_PLACEHOLDER", 8000), ("OXR_GEOM_POLYORDER", 7000),
+])
+def test_constant_values(name, value):
+    assert getattr(_oxm, name) == value
+
+
+def test_unnamed_values_stay_unnamed():
+    values = {getattr(_oxm, n) for n in dir(_oxm) if n.startswith("OXR_")}
+    assert not {1109, 1110, 4210} & values
+
+
+def test_type_identity():
+    t = _oxm.oxm
+    assert (t.__name__, t.__module__, t.__doc__) == ("OXM", "_oxm", "OXM File Object")
+    assert t.filename.__doc__ == "The filename."
+    with pytest.raises(TypeError):
+        type("Sub", (t,), {})
+
+
+@pytest.mark.parametrize("args, kwargs", [((), {}), (("a", "b"), {}), ((), {"name": "a"})])
+def test_constructor_argument_errors(args, kwargs):
+    with pytest.raises(TypeError):
+        _oxm.oxm(*args, **kwargs)
+
+
+@pytest.mark.parametrize("convert", [str, pathlib.Path, lambda p: str(p).encode()],
+                         ids=["str", "path", "bytes"])
+def test_open_by_position_and_keyword(scene_file, convert):
+    arg = convert(scene_file)
+    for f in (_oxm.oxm(arg), _oxm.oxm(filename=arg)):
+        assert f.filename is arg
+        assert f.sceneNum() == 3
+        assert repr(f) == f'<_oxm.oxm("{scene_file}")>'
+
+
+def test_counting_ignores_arguments(scene_file, empty_file):
+    f = _oxm.oxm(str(scene_file))
+    assert f.sceneNum(1, 2, 3) == f.sceneNum() == 3
+    assert _oxm.oxm(str(empty_file)).sceneNum() == 0
+
+
+def test_missing_file_raises_file_not_found(tmp_path, capfd):
+    path = str(tmp_path / "nope.h5")
+    with pytest.raises(FileNotFoundError) as err:
+        _oxm.oxm(path)
+    assert err.value.filename == path
+    assert capfd.readouterr().out == f"scn_read_set_filenames: error opening {path}\n"
+
+
+@pytest.mark.parametrize("setup", ["text", "no-top"])
+def test_unreadable_scene_file_raises_os_error(tmp_path, setup):
+    path = tmp_path / "bad.h5"
+    if setup == "text":
+        path.write_text("hello")
+    else:
+        h5build(path, {"/elsewhere": {}})
+    with pytest.raises(OSError, match=str(path)) as err:
+        _oxm.oxm(str(path))
+    assert type(err.value) is OSError
+
+
+def test_filename_member_is_independent_of_file(scene_file):
+    f = _oxm.oxm(str(scene_file))
+    f.filename = "other.h5"
+    assert f.filename == "other.h5"
+    assert repr(f) == '<_oxm.oxm("other.h5")>'
+    assert f.sceneNum() == 3  # still the first file
+    del f.filename
+    with pytest.raises(AttributeError):
+        f.filename
+    assert repr(f) == '<_oxm.oxm("")>'
+
+
+def test_uninitialised_object(scene_file):
+    f = _oxm.oxm.__new__(_oxm.oxm)
+    assert f.filename == ""
+    assert repr(f) == '<_oxm.oxm("")>'
+    with pytest.raises(ValueError):
+        f.sceneNum()
+    f.__init__(str(scene_file))
+    assert f.sceneNum() == 3
+
+
+def test_reinitialising_switches_file(scene_file, empty_file):
+    f = _oxm.oxm(str(scene_file))
+    f.__init__(str(empty_file))
+    assert f.filename == str(empty_file)
+    assert f.sceneNum() == 0
+
+
+def test_destroying_one_object_keeps_others_open(scene_file):
+    first = _oxm.oxm(str(scene_file))
+    second = _oxm.oxm(str(scene_file))
+    del first
+    gc.collect()
+    assert second.sceneNum() == 3
