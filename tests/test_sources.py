@@ -163,3 +163,11 @@ def test_counter_missing_reads_as_zero(tmp_path, c_out):
     assert lib.scn_read_vsrc_num(r) == 0
     assert c_out() == "Error opening group for attribute: nVsrcs\n"
     assert close(r) == 0
+
+
+@pytest.mark.parametrize("word,group,counter,array", FAMILIES)
+def test_write_without_file_fails(c_out, word, group, counter, array):
+    h = open_write(None)
+    assert fn(word, "write_*")(h, 0, 1, 0, ints([1]), floats([1.0])) == 1
+    assert c_out() == f"scn_write_{word}: error creating {group} group\n"
+    assert close(h) == 0
