@@ -9,5 +9,30 @@
 #error "include scnapi/scnapi.h instead"
 #endif
 
+/* Part sources (steps name part records), annotation sources (annotation
+ * records) and viewport sources (viewport records): the same record under
+ * three names.  The step arrays hold nSteps entries, as the info entry
+ * reports. */
+SCNAPI_EXPORT int scn_write_psrc(scnapi_handle *h, int index, int nSteps, int stepId,
+                                 const int *partIndices, const float *stepValues);
+SCNAPI_EXPORT int scn_write_asrc(scnapi_handle *h, int index, int nSteps, int stepId,
+                                 const int *annotIndices, const float *stepValues);
+SCNAPI_EXPORT int scn_write_vsrc(scnapi_handle *h, int index, int nSteps, int stepId,
+                                 const int *vpIndices, const float *stepValues);
+
+SCNAPI_EXPORT int scn_read_psrc_num(scnapi_handle *h);
+SCNAPI_EXPORT int scn_read_asrc_num(scnapi_handle *h);
+SCNAPI_EXPORT int scn_read_vsrc_num(scnapi_handle *h);
+
+SCNAPI_EXPORT int scn_read_psrc_info(scnapi_handle *h, int index, int *nSteps, int *stepId);
+SCNAPI_EXPORT int scn_read_asrc_info(scnapi_handle *h, int index, int *nSteps, int *stepId);
+SCNAPI_EXPORT int scn_read_vsrc_info(scnapi_handle *h, int index, int *nSteps, int *stepId);
+
+SCNAPI_EXPORT int scn_read_psrc_steps(scnapi_handle *h, int index, int *partIndices,
+                                      float *stepValues);
+SCNAPI_EXPORT int scn_read_asrc_steps(scnapi_handle *h, int index, int *annotIndices,
+                                      float *stepValues);
+SCNAPI_EXPORT int scn_read_vsrc_steps(scnapi_handle *h, int index, int *vpIndices,
+                                      float *stepValues);
 
 #endif /* SCNAPI_SCN_SOURCE_H */
