@@ -165,15 +165,6 @@ def write_record(h, kind, index, entries):
         assert lib.scn_write_attr(h, kind, index, tag, as_c(typ, values)) == 0, tag
 
 
-def expected_layout(entries):
-    """The record's datasets as the format lays them out."""
-    ptrs, arrays = [], {INT: [], FLOAT: [], CHAR: []}
-    for _tag, typ, values in entries:
-        ptrs.append(len(arrays[typ]))
-        arrays[typ].extend(values if typ != CHAR else [])
-    return ptrs, arrays
-
-
 def padded(text, count):
     return text[:count] + b"\0" * (count - len(text[:count]))
 
@@ -229,6 +220,15 @@ def test_rejected_tag_message(kind, tag, c_out):
     assert lib.scn_write_attr(h, kind, 0, tag, ints([1] * 64)) == 1
     assert c_out() == "scn_write_attr: invalid tag (0x%04x)\n" % tag
     assert h.contents.numAttrs == 0 and h.contents.ivalsLen == 0
+    assert close(h) == 0
+
+
+def test_attribute_without_values(c_out):
+    h = open_write(None)
+    assert lib.scn_write_num_attributes(h, VPORT, 0, 2) == 0
+    assert lib.scn_write_attr(h, VPORT, 0, 4207, None) == 1
+    assert c_out() == "scn_write_attr: no values for tag (0x106f)\n"
+    assert h.contents.numAttrs == 0 and h.contents.fvalsLen == 0
     assert close(h) == 0
 
 
