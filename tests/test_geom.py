@@ -315,3 +315,44 @@ def test_malformed_node_sets_are_refused_without_overrun(tmp_path, c_out, label,
     assert c_out() == message
     if reader != "extents":
         assert all(fbuf == -77.0) and all(ibuf == -77)
+
+
+# ---- writer refusals --------------------------------------------------------
+
+WRITE_REFUSALS = [
+    # label, call on a file with var_0 (scalar), nodes_0, elemlist_0 (with ids) and its empty
+    # record 1, message, an attribute that is still written
+    ("null coords", lambda h: lib.scn_write_nodes(h, 1, 4, 3, 0, 0, 0, None, None),
+     "scn_write_nodes: error no data for coords\n", ("/top/Nodes/nodes_1", "numNodes", 4)),
+    ("negative numNodes", lambda h: lib.scn_write_nodes(h, 1, -4, 3, 0, 0, 0, None, None),
+     "scn_write_nodes: error invalid size of coords\n", ("/top/Nodes/nodes_1", "numNodes", -4)),
+    ("overflowing coords", lambda h: lib.scn_write_nodes(h, 1, 1 << 20, 1 << 12, 0, 0, 0, None, None),
+     "scn_write_nodes: error invalid size of coords\n", ("/top/Nodes/nodes_1", "nodeDimension", 4096)),
+    ("null values", lambda h: lib.scn_write_nodes_var(h, 0, 1, 0, 3, 0, 0.0, None),
+     "scn_write_nodes_var: error no data for vals\n", ("/top/Nodes/nodes_0/var_1", "numValues", 3)),
+    ("null connectivity", lambda h: lib.scn_write_elem(h, 0, 0, 2004, 1, 3, None, None),
+     "scn_write_elem: error no data for conn\nscn_write_elem: error no data for ids\n",
+     ("/top/ElemLists/elemlist_0/elem_0", "lenList", 3)),
+    ("negative element values", lambda h: lib.scn_write_elem_var(h, 0, 1, 0, 0, -1, None),
+     "scn_write_elem_var: error invalid size of vals\n",
+     ("/top/ElemLists/elemlist_0/elem_1/var_0", "numValues", -1)),
+]
+
+
+@pytest.mark.parametrize("label,call,message,kept", WRITE_REFUSALS, ids=[w[0] for w in WRITE_REFUSALS])
+def test_writers_refuse_missing_or_impossible_arrays(tmp_path, c_out, label, call, message, kept):
+    path = tmp_path / "w.h5"
+    h = open_write(path)
+    write_var(h, 0, SCALAR)
+    nodes(h, 0, np.zeros(3))
+    lib.scn_write_elem_list(h, 0, 1, 1, 0, 1)
+    lib.scn_write_elem(h, 0, 1, 2004, 0, 0, None, None)
+    c_out()
+    assert call(h) == 1
+    close(h)
+    assert c_out() == message
+    group, attr, value = kept
+    tree = h5dump(path)
+    assert tree[group]["attrs"][attr]["value"] == value
+    assert not any(k.startswith(group + "/") and tree[k]["type"] == "dataset"
+                   and k.count("/") == group.count("/") + 1 for k in tree)
