@@ -51,7 +51,10 @@ int write_ints(const scnapi_handle *h, hid_t gid, const char *entry, const char 
     return write_dataset_int(h, gid, name, n, data) < 0;
 }
 
-bool legacy_layout() { return file_version_before("2."); }
+// Before any file has been opened for reading there is no version to go by
+// (a producer reading back through its write handle): the layout is then the
+// one this library writes.
+bool legacy_layout() { return ScnFileVersion[0] != '\0' && file_version_before("2."); }
 
 namespace {
 

@@ -242,3 +242,19 @@ def test_opening_a_version_2_file_switches_every_handle(tmp_path):
     """)
     assert res == {"before": 2, "after": 0, "other": 4}
     assert printed == ""
+
+
+def test_write_handle_of_a_process_that_read_nothing_uses_version_2(tmp_path):
+    printed = run_isolated(f"""
+import numpy as np
+from geomlib import fptr
+from scnlib import close, lib, open_write
+h = open_write({str(tmp_path / "w.h5")!r})
+lib.scn_write_geom(h, 0, 0, 0, 0, 0, None, None)
+lib.scn_write_nodes(h, 0, 1, 3, 0, 0, 0, fptr(np.zeros(3, np.float32)), None)
+counts = lib.scn_read_geom_num(h), lib.scn_read_nodes_num(h)
+close(h)
+lib.flush()
+print(counts)
+""")
+    assert printed == "(1, 1)\n"
