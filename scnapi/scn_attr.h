@@ -2,6 +2,17 @@
  * Tagged attributes of part, render-attribute, viewport, annotation-plane,
  * annotation, image, geom and note records.
  * Part of the public interface: include scnapi/scnapi.h.
+ *
+ * A record is named by its owner kind (1 part, 2 render attribute,
+ * 3 viewport, 4 annotation plane, 5 annotation, 6 image, 7 geom, 8 note)
+ * and its record index. The tag alone decides the type and number of its
+ * values: ints, floats or a text of fixed length.
+ *
+ * Writing: create the record first, announce the number of attributes with
+ * scn_write_num_attributes, then add each with scn_write_attr; the record
+ * is written when the announced number is reached (or when another record
+ * is announced). Reading: scn_read_num_attributes loads the record, then
+ * scn_read_attribute_ids and scn_read_attr serve it.
  */
 #ifndef SCNAPI_SCN_ATTR_H
 #define SCNAPI_SCN_ATTR_H
@@ -10,5 +21,16 @@
 #error "include scnapi/scnapi.h instead"
 #endif
 
+SCNAPI_EXPORT int scn_write_num_attributes(scnapi_handle *h, int kind, int index, int count);
+SCNAPI_EXPORT int scn_write_attr(scnapi_handle *h, int kind, int index, int tag,
+                                 const void *values);
+
+/* The number of attributes of the record (0-150), -1 on failure, 2 when a
+   buffer could not be allocated. */
+SCNAPI_EXPORT int scn_read_num_attributes(scnapi_handle *h, int kind, int index);
+SCNAPI_EXPORT int scn_read_attribute_ids(scnapi_handle *h, int kind, int index, int *tags);
+/* 0 when the tag is known (its values copied), 1 otherwise. */
+SCNAPI_EXPORT int scn_read_attr(scnapi_handle *h, int kind, int index, int ordinal,
+                                void *values);
 
 #endif /* SCNAPI_SCN_ATTR_H */

@@ -9,5 +9,46 @@
 #error "include scnapi/scnapi.h instead"
 #endif
 
+/* Element lists under /top/ElemLists. */
+SCNAPI_EXPORT int scn_write_elem_list(scnapi_handle *h, int elemListIndex, int numElemRecs,
+                                      int numElemVars, int elemNormalIndex, int hasElemIds);
+
+/* Variable slot varSlot of an existing element list. */
+SCNAPI_EXPORT int scn_write_elem_list_var_info(scnapi_handle *h, int elemListIndex,
+                                               int varSlot, int varIndex, int useUndefined,
+                                               float undefinedValue);
+
+/* Element record of an existing list: conn holds lenList ints, ids
+ * elemCount ints (used only when the list has element ids). */
+SCNAPI_EXPORT int scn_write_elem(scnapi_handle *h, int elemListIndex, int elemIndex,
+                                 int elemListType, int elemCount, int lenList,
+                                 const int *conn, const int *ids);
+
+/* Values of slot varSlot for an existing element record: numValues times
+ * the component count of variable varIndex floats. */
+SCNAPI_EXPORT int scn_write_elem_var(scnapi_handle *h, int elemListIndex, int elemIndex,
+                                     int varSlot, int varIndex, int numValues,
+                                     const float *vals);
+
+/* In a legacy file call this (or a geom or node-set count) before the
+ * other element readers: it numbers the legacy element lists. */
+SCNAPI_EXPORT int scn_read_elem_list_num(scnapi_handle *h);
+
+SCNAPI_EXPORT int scn_read_elem_list_info(scnapi_handle *h, int elemListIndex,
+                                          int *numElemRecs, int *numElemVars,
+                                          int *elemNormalIndex, int *hasElemIds);
+SCNAPI_EXPORT int scn_read_elem_list_var_info(scnapi_handle *h, int elemListIndex,
+                                              int varSlot, int *varIndex, int *useUndefined,
+                                              float *undefinedValue);
+SCNAPI_EXPORT int scn_read_elem_info(scnapi_handle *h, int elemListIndex, int elemIndex,
+                                     int *elemListType, int *elemCount, int *lenList);
+/* Arrays sized from scn_read_elem_info (and, for values, the variable's
+ * component count); a stored array larger than that is refused. */
+SCNAPI_EXPORT int scn_read_elem_connectivity(scnapi_handle *h, int elemListIndex,
+                                             int elemIndex, int *conn);
+SCNAPI_EXPORT int scn_read_elem_ids(scnapi_handle *h, int elemListIndex, int elemIndex,
+                                    int *ids);
+SCNAPI_EXPORT int scn_read_elem_var_values(scnapi_handle *h, int elemListIndex, int elemIndex,
+                                           int varSlot, float *vals);
 
 #endif /* SCNAPI_SCN_ELEM_H */

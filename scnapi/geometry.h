@@ -1,0 +1,57 @@
+// Shared internals of the geometry families (variables, node sets, element
+// lists): the component count of a variable kind, the size checks of the
+// bulk arrays, and the index of the legacy layout, in which node sets and
+// element lists live inside the geom groups.
+#pragma once
+
+#include <hdf5.h>
+
+#include "scnapi/scnapi.h"
+
+namespace scnapi {
+
+// Floats in one value of a variable of `kind`: 1 scalar, 3 vector and
+// normalised vector, 2 complex scalar, 6 complex vector, 0 any other kind.
+int component_count(int kind);
+
+// Component count of variable record `var_index`, read from its "varKind";
+// 0 when the record or its kind cannot be read (with the variable reader's
+// messages).
+int variable_component_count(const scnapi_handle *h, int var_index);
+
+// Element count of an array of `count` values of `width` elements each.
+// Counts are 32-bit in the file and in the callers' arithmetic: a negative
+// count or a product above INT_MAX is refused (false, after printing
+// "<entry>: error invalid size of <name>").
+bool array_size(const char *entry, const char *name, long long count, long long width,
+                hsize_t *n);
+
+// Reads the non-negative count attribute `attr` of `gid`; false after a
+// message when it is unreadable or negative.
+bool read_size(hid_t gid, const char *entry, const char *attr, int *value);
+
+// Writes a dataset of `n` elements unless n is 0; 0 on success, 1 on a
+// failure (including a null array for a non-empty dataset, which is refused
+// rather than handed to HDF5).
+int write_floats(const scnapi_handle *h, hid_t gid, const char *entry, const char *name,
+                 hsize_t n, const float *data);
+int write_ints(const scnapi_handle *h, hid_t gid, const char *entry, const char *name,
+               hsize_t n, const int *data);
+
+// True when the file read last uses the legacy layout (file version below
+// "2.").
+bool legacy_layout();
+
+// The one-time scan of a legacy file's geoms that numbers its node sets and
+// element lists (fills geomCount, nodeSetsFound, elemListsFound,
+// nodesInGeom, elemsInGeom). Does nothing for a version-2 file or after its
+// first run.
+void scan_for_nodes_elems(scnapi_handle *h);
+
+// Geom holding legacy node set `index` / element list `index`. Indices
+// outside what the scan found (or before it ran) are refused: false after
+// printing "<entry>: error no legacy node set <index>" (element list).
+bool legacy_node_geom(const scnapi_handle *h, const char *entry, int index, int *geom);
+bool legacy_elem_geom(const scnapi_handle *h, const char *entry, int index, int *geom);
+
+}  // namespace scnapi

@@ -1,0 +1,104 @@
+// Viewports and annotation planes: records holding a list of indices into
+// another family (parts, annotations), plus their tagged attributes.
+#include <string>
+
+#include "bounded_io.h"
+#include "collection.h"
+#include "scnapi/scnapi.h"
+#include "storage.h"
+
+using namespace scnapi;
+
+namespace {
+
+// The two families share one shape: a count attribute and an index dataset
+// of that many entries.
+struct IndexFamily {
+    const char *group;    // "Vports"
+    const char *counter;  // "nVports"
+    const char *record;   // "vport"
+    const char *count;    // "nParts"
+    const char *indices;  // "partIndices"
+};
+
+constexpr IndexFamily kVports = {"Vports", "nVports", "vport", "nParts", "partIndices"};
+constexpr IndexFamily kAplanes = {"Aplanes", "nAplanes", "aplane", "nAnnots", "annotIndices"};
+
+std::string record_path(const IndexFamily &f, int index) {
+    return format_path("/top/%s/%s_%d", f.group, f.record, index);
+}
+
+std::string close_message(const char *entry, const IndexFamily &f) {
+    return std::string(entry) + ": error closing " + f.record + " group";
+}
+
+int write_index_record(const scnapi_handle *h, const char *entry, const IndexFamily &f,
+                       int index, int n, const int *indices) {
+    Collection c = collection(entry, f.group, f.counter, f.record);
+    c.on_create = init_num_attrs;
+    return write_record(h, c, index, [&](hid_t record) {
+        if (write_att_int(record, f.count, n) < 0) return 1;
+        if (n == 0) return 0;
+        return write_ints(h, record, f.indices, n, indices) < 0 ? 1 : 0;
+    });
+}
+
+int read_index_count(const scnapi_handle *h, const char *entry, const IndexFamily &f, int index,
+                     int *n) {
+    std::string close = close_message(entry, f);
+    return read_record(h, record_path(f, index), entry, close.c_str(), [&](hid_t record) {
+        return n && read_att_int(record, f.count, n, 0) < 0 ? 1 : 0;
+    });
+}
+
+// Reads no more indices than the record's count announces, so a longer
+// dataset cannot overrun the caller's array.
+int read_indices(const scnapi_handle *h, const char *entry, const IndexFamily &f, int index,
+                 int *out) {
+    std::string close = close_message(entry, f);
+    return read_record(h, record_path(f, index), entry, close.c_str(), [&](hid_t record) {
+        if (!out) return 0;
+        hsize_t n = 0;
+        if (!announced_length(record, f.indices, {f.count}, 1, &n)) return 1;
+        return read_dataset_int(record, f.indices, out, n) < 0 ? 1 : 0;
+    });
+}
+
+}  // namespace
+
+extern "C" {
+
+int scn_write_vport(scnapi_handle *h, int index, int numParts, const int *partIndices) {
+    return write_index_record(h, "scn_write_vport", kVports, index, numParts, partIndices);
+}
+
+int scn_write_aplane(scnapi_handle *h, int index, int numAnnots, const int *annotIndices) {
+    return write_index_record(h, "scn_write_aplane", kAplanes, index, numAnnots, annotIndices);
+}
+
+int scn_read_vport_num(scnapi_handle *h) {
+    return read_count(h, "/top/Vports", "nVports", "scn_read_vport_num: error closing Vports group");
+}
+
+int scn_read_aplane_num(scnapi_handle *h) {
+    return read_count(h, "/top/Aplanes", "nAplanes",
+                      "scn_read_aplane_num: error closing Aplanes group");
+}
+
+int scn_read_vport_info(scnapi_handle *h, int index, int *numParts) {
+    return read_index_count(h, "scn_read_vport_info", kVports, index, numParts);
+}
+
+int scn_read_aplane_info(scnapi_handle *h, int index, int *numAnnots) {
+    return read_index_count(h, "scn_read_aplane_info", kAplanes, index, numAnnots);
+}
+
+int scn_read_vport_indices(scnapi_handle *h, int index, int *partIndices) {
+    return read_indices(h, "scn_read_vport_indices", kVports, index, partIndices);
+}
+
+int scn_read_aplane_indices(scnapi_handle *h, int index, int *annotIndices) {
+    return read_indices(h, "scn_read_aplane_indices", kAplanes, index, annotIndices);
+}
+
+}  // extern "C"
