@@ -193,7 +193,8 @@ def test_overlong_name_is_refused(tmp_path, c_out):
      "scn_write_part: error creating Parts group\n"),
     (lambda h: lib.scn_write_rep(h, 0, 1, 1000, ints([1]), 0),
      "scn_write_rep: error creating Reps group\n"),
-    (lambda h: lib.scn_write_rendAttr(h, 0), "scn_write_rendAttr: error creating RendAttrs group\n"),
+    (lambda h: lib.scn_write_rendAttr(h, 0),
+     "scn_write_rendAttr: error creating RendAttrs group\n"),
 ])
 def test_write_without_file_fails(c_out, write, message):
     h = open_write(None)
