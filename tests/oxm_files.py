@@ -1,6 +1,7 @@
 """Scene files for the _oxm file-object tests, written through the library's
 C writers (ctypes) on a private set of declarations."""
 import ctypes
+import gc
 from ctypes import POINTER, c_char_p, c_float, c_int, c_void_p
 
 import _oxm
@@ -58,6 +59,9 @@ class Writer:
         return self
 
     def __exit__(self, *exc):
+        # Closing shuts HDF5 down, which closes the files of every reader
+        # still open: release the unreachable ones first.
+        gc.collect()
         assert close(self.h) == 0
 
     def __getattr__(self, name):
