@@ -70,12 +70,14 @@ long long image_size(int width, int height, long long per_pixel) {
 }
 
 // The note text as an attribute of exactly `len` bytes; a missing text is
-// stored as zero bytes.
+// stored as zero bytes. An empty note has no text attribute at all (string
+// attributes have at least one element).
 int write_note_text(hid_t record, int len, const char *text) {
     if (len < 0) {
         std::printf("Error writing attribute: %s\n", "noteText");
         return 1;
     }
+    if (len == 0) return 0;
     std::vector<char> zeros;
     if (!text) {
         zeros.assign(static_cast<size_t>(len), '\0');
@@ -287,6 +289,7 @@ int scn_read_note_text(scnapi_handle *h, int index, char *noteText) {
                              std::printf("Error reading attribute: %s\n", "noteText");
                              return 1;
                          }
+                         if (len == 0) return 0;  // an empty note stores no text
                          return read_att_str(record, "noteText", noteText,
                                              static_cast<hsize_t>(len), 0) < 0 ? 1 : 0;
                      });

@@ -163,11 +163,14 @@ enum class Load { kOk, kFailed, kRefused, kNoMemory };
 
 const char *const kLoader = "scn_read_num_attributes";
 
-// Whether dataset `name` holds exactly n elements. An absent dataset passes
-// here: its reader reports it.
+// Whether dataset `name` exists and holds exactly n elements.
 bool has_length(hid_t group, const char *name, int n) {
     hsize_t stored = 0;
-    if (dataset_length(group, name, &stored) < 0 || stored == static_cast<hsize_t>(n)) return true;
+    if (dataset_length(group, name, &stored) < 0) {
+        std::printf("Error opening dataset: %s\n", name);
+        return false;
+    }
+    if (stored == static_cast<hsize_t>(n)) return true;
     std::printf("%s: %s holds %llu values, not %d\n", kLoader, name,
                 static_cast<unsigned long long>(stored), n);
     return false;

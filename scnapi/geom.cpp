@@ -51,7 +51,10 @@ int write_ints(const scnapi_handle *h, hid_t gid, const char *entry, const char 
     return write_dataset_int(h, gid, name, n, data) < 0;
 }
 
-bool legacy_layout() { return file_version_before("2."); }
+// Before any file has been opened for reading there is no version to go by
+// (a producer reading back through its write handle): the layout is then the
+// one this library writes.
+bool legacy_layout() { return ScnFileVersion[0] != '\0' && file_version_before("2."); }
 
 namespace {
 
@@ -73,6 +76,9 @@ bool geom_has_elem_lists(hid_t file, int g) {
     return count > 0;
 }
 
+// Legacy indices are checked against what the scan found: an index outside
+// it (or any index before the scan ran) is refused rather than read from
+// beyond the handle's tables.
 bool legacy_geom(const char *entry, const char *what, const int *table, int found, int index,
                  int *geom) {
     if (!table || index < 0 || index >= found) {
@@ -181,7 +187,10 @@ int read_item_or(hid_t gid, const char *name, int *out, int fallback) {
 }
 
 // Legacy geoms name their own node set and element list, when they have
-// nodes.
+// nodes. These are geom indices, while the node-set and element-list readers
+// number legacy records among the geoms that have them: the two agree only
+// when no geom without nodes precedes one with nodes. Callers of old files
+// rely on both numberings, so neither is adjusted to the other.
 int read_legacy_geom_links(hid_t geom, int geom_index, int *whichNodes, int *whichElemList) {
     int failed = 0, num_nodes = 0;
     H5Id nodes = open_group(geom, "nodes");

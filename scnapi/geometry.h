@@ -39,7 +39,7 @@ int write_ints(const scnapi_handle *h, hid_t gid, const char *entry, const char 
                hsize_t n, const int *data);
 
 // True when the file read last uses the legacy layout (file version below
-// "2.").
+// "2."); false while no file has been read.
 bool legacy_layout();
 
 // The one-time scan of a legacy file's geoms that numbers its node sets and

@@ -19,7 +19,10 @@ SCNAPI_EXPORT int scn_write_elem_list_var_info(scnapi_handle *h, int elemListInd
                                                float undefinedValue);
 
 /* Element record of an existing list: conn holds lenList ints, ids
- * elemCount ints (used only when the list has element ids). */
+ * elemCount ints (used only when the list has element ids).  conn is stored
+ * and returned unchanged: how it divides into elements of elemListType
+ * (nodes per element, strip and polygon lengths, node numbering base) is
+ * agreed between producer and consumer. */
 SCNAPI_EXPORT int scn_write_elem(scnapi_handle *h, int elemListIndex, int elemIndex,
                                  int elemListType, int elemCount, int lenList,
                                  const int *conn, const int *ids);

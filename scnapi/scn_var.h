@@ -21,7 +21,8 @@ SCNAPI_EXPORT int scn_write_var(scnapi_handle *h, int varIndex, const char *varN
                                 const float *minimum, const float *maximum);
 
 /* The palette of an existing variable record; each channel's two arrays
- * hold its count of floats. */
+ * hold its count of floats.  palMinVal and palMaxVal come in their listed
+ * place, after colorSpace, like undefinedValue in the value writers. */
 SCNAPI_EXPORT int scn_write_var_palette(scnapi_handle *h, int varIndex, const char *paletteName,
                                         int paletteInterp, int colorSpace, float palMinVal,
                                         float palMaxVal, int nSamples, int nRedOrHue,

@@ -5,7 +5,7 @@ from ctypes import POINTER, c_char_p, c_float, c_int
 
 import pytest
 
-from scnlib import HandleP, b, close, h5build, h5dump, int_attr, ints, lib, open_read, \
+from scnlib import HandleP, close, h5build, h5dump, int_attr, ints, lib, open_read, \
     open_write, text_attr
 
 IP, FP = POINTER(c_int), POINTER(c_float)

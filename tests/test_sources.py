@@ -1,5 +1,5 @@
 """Part, annotation and viewport sources: one layout under three names."""
-from ctypes import POINTER, c_char_p, c_float, c_int
+from ctypes import POINTER, c_float, c_int
 
 import pytest
 
@@ -16,7 +16,6 @@ for word, *_ in FAMILIES:
     lib.declare(f"scn_read_{word}_num", c_int, HandleP)
     lib.declare(f"scn_read_{word}_info", c_int, HandleP, c_int, IP, IP)
     lib.declare(f"scn_read_{word}_steps", c_int, HandleP, c_int, IP, FP)
-lib.declare("scn_write_set_compression", c_int, HandleP, c_int)
 
 GUARD = -77  # fills the buffer slots past what a record announces
 TOP = {"/top": {"attrs": {"scn_api_version": text_attr("2.00.00"),
@@ -93,15 +92,6 @@ def test_counter_counts_created_groups(tmp_path):
     assert lib.scn_read_psrc_num(r) == 2
     assert read_steps(r, "psrc", 2, 3) == (0, [4, 5, 6], [1.0, 2.0, 3.0])
     assert close(r) == 0
-
-
-def test_uncompressed_when_compression_off(tmp_path):
-    p = tmp_path / "s.h5"
-    h = open_write(p)
-    lib.scn_write_set_compression(h, -1)
-    assert lib.scn_write_vsrc(h, 0, 500, 0, ints(range(500)), floats(range(500))) == 0
-    assert close(h) == 0
-    assert h5dump(p)["/top/Vsrcs/vsrc_0/vpIndices"]["filters"] == []
 
 
 def test_absent_and_missing(tmp_path, c_out):
