@@ -88,30 +88,6 @@ def test_counts_ignore_arguments(oxm, method, expected):
     assert count("anything") == expected
 
 
-# Every reader's dictionary: exact keys with the types of their values.
-KEYS = [
-    ("sceneInfo", (0,), {"name": str, "nParts": int, "nAnnots": int, "nVports": int,
-                         "nAplanes": int, "nViews": int, "nFrames": int, "startFrame": int,
-                         "endFrame": int, "stride": int, "loopMode": int, "runMode": int,
-                         "fps": int}),
-    ("partSrcInfo", (0,), {"stepCount": int, "stepID": int}),
-    ("partSrcSteps", (0,), {"indexes": np.ndarray, "stepvals": np.ndarray}),
-    ("partInfo", (0,), {"name": str, "description": str, "partType": int,
-                        "partTypeString": str}),
-    ("repInfo", (0,), {"geomCount": int, "repType": int, "repTypeString": str,
-                       "rendAttrIndex": int}),
-    ("repGeoms", (0,), {"indexes": np.ndarray}),
-    ("vportInfo", (1,), {"numParts": int}),
-    ("vportIndices", (1,), {"partIndexes": np.ndarray}),
-]
-
-
-@pytest.mark.parametrize("method, args, keys", KEYS, ids=[k[0] for k in KEYS])
-def test_keys_and_types(oxm, method, args, keys):
-    result = getattr(oxm, method)(*args)
-    assert {k: type(v) for k, v in result.items()} == keys
-
-
 @pytest.mark.parametrize("method, args, expected", [
     ("sceneInfo", (0,), {"name": "intro", "nParts": 0, "nAnnots": 0, "nVports": 0,
                          "nAplanes": 0, "nViews": 0, "nFrames": 120, "startFrame": 1,
@@ -134,7 +110,13 @@ def test_keys_and_types(oxm, method, args, keys):
     ("partStaticRep", (1,), -1), ("partDynamicRep", (1,), 5),
 ])
 def test_values(oxm, method, args, expected):
-    assert getattr(oxm, method)(*args) == expected
+    result = getattr(oxm, method)(*args)
+    # Exact keys, values and value types (True == 1, so types separately).
+    assert result == expected
+    if isinstance(expected, dict):
+        assert {k: type(v) for k, v in result.items()} == {k: type(v) for k, v in expected.items()}
+    else:
+        assert type(result) is int
 
 
 def test_full_field_of_multibyte_text(oxm):
@@ -156,7 +138,7 @@ def test_full_field_of_multibyte_text(oxm):
 ])
 def test_arrays(oxm, method, args, expected):
     result = getattr(oxm, method)(*args)
-    assert result.keys() == expected.keys()
+    assert list(result) == list(expected)
     for key, (values, dtype) in expected.items():
         array = result[key]
         assert array.dtype == dtype and array.shape == (len(values),)
