@@ -1,28 +1,53 @@
 """The oxm command: look into scene files."""
 import argparse
+import json
 import sys
 
-import _oxm
+from oxm.summary import COLLECTIONS, summarize
 
 
-def _summary(path):
-    f = _oxm.oxm(path)
-    return {"file": str(f.filename), "scenes": f.sceneNum()}
+def _format(info):
+    lines = [info["file"]]
+    counts = info["counts"]
+    lines.append("  " + ", ".join(f"{counts[key]} {label}" for key, _, label in COLLECTIONS))
+    unreadable = "(unreadable)"
+    for i, s in enumerate(info["scenes"]):
+        lines.append(f"  scene {i}: " + (unreadable if s is None else
+                     f'"{s["name"]}", {s["nFrames"]} frames ({s["startFrame"]}..{s["endFrame"]}'
+                     f' by {s["stride"]}) at {s["fps"]} fps'))
+    for i, p in enumerate(info["parts"]):
+        lines.append(f"  part {i}: " + (unreadable if p is None else
+                     f'"{p["name"]}" {p["partTypeString"]}'))
+    for i, v in enumerate(info["vars"]):
+        text = unreadable
+        if v is not None:
+            text = f'"{v["varName"]}" {v["kindString"]} at {v["centeringString"]}'
+            if v.get("extentsExist"):
+                text += f', range [{v["min"]}, {v["max"]}]'
+        lines.append(f"  variable {i}: {text}")
+    for i, n in enumerate(info["nodeSets"]):
+        lines.append(f"  node set {i}: " + (unreadable if n is None else
+                     f'{n["nodeCount"]} nodes in {n["dimension"]}-D'))
+    for i, records in enumerate(info["elemLists"]):
+        lines.append(f"  element list {i}: " + (unreadable if records is None else
+                     (", ".join(records) or "no records")))
+    return "\n".join(lines)
 
 
 def main(argv=None):
-    parser = argparse.ArgumentParser(prog="oxm", description="Look into scene files.")
-    parser.add_argument("files", nargs="+", help="scene files to summarise")
+    parser = argparse.ArgumentParser(prog="oxm", description="Summarise scene files.")
+    parser.add_argument("files", nargs="+", help="scene files")
+    parser.add_argument("--json", action="store_true", help="print the summary as JSON")
     args = parser.parse_args(argv)
     status = 0
     for path in args.files:
         try:
-            info = _summary(path)
+            info = summarize(path)
         except OSError as exc:
             print(f"oxm: {exc}", file=sys.stderr)
             status = 1
             continue
-        print("\n".join(f"{key}: {value}" for key, value in info.items()))
+        print(json.dumps(info, indent=2) if args.json else _format(info))
     return status
 
 
