@@ -1,13 +1,12 @@
 // Annotations, images, queries and notes: what is drawn over or beside the
 // model.
-#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include "bounded_io.h"
 #include "collection.h"
+#include "counted_io.h"
 #include "groups.h"
 #include "scnapi/scnapi.h"
 #include "state.h"
@@ -57,16 +56,6 @@ long long bytes_per_pixel(int format) {
         case OXR_IMG_FMT_RGBA: return 4;
         default: return 0;
     }
-}
-
-// width × height × per_pixel, or -1 when a dimension is negative or the size
-// does not fit (the write is then refused).
-long long image_size(int width, int height, long long per_pixel) {
-    if (per_pixel == 0) return 0;
-    if (width < 0 || height < 0) return -1;
-    long long area = static_cast<long long>(width) * height;
-    if (area > LLONG_MAX / per_pixel) return -1;
-    return area * per_pixel;
 }
 
 // The note text as an attribute of exactly `len` bytes; a missing text is
@@ -123,8 +112,7 @@ int scn_write_annot(scnapi_handle *h, int index, int annotType, int numQueries,
     return write_record(h, c, index, [&](hid_t record) {
         int status = write_att_int(record, "annotType", annotType) < 0;
         status |= write_att_int(record, "nQueries", numQueries) < 0;
-        if (numQueries != 0)
-            status |= write_ints(h, record, "queryIndices", numQueries, queryIndices) < 0;
+        status |= write_counted_int(h, record, "queryIndices", numQueries, queryIndices) < 0;
         status |= write_att_int(record, "monoImageIndex", monoImageIndex) < 0;
         status |= write_att_int(record, "stereoImageIndex", stereoImageIndex) < 0;
         return status;
@@ -140,10 +128,11 @@ int scn_write_image(scnapi_handle *h, int index, int width, int height, int pixe
         status |= write_att_int(record, "height", height) < 0;
         status |= write_att_int(record, "pixelFormat", pixelFormat) < 0;
         status |= write_att_int(record, "hasDepth", hasDepth) < 0;
-        long long bytes = image_size(width, height, bytes_per_pixel(pixelFormat));
-        if (bytes != 0) status |= write_bytes(record, "pixels", bytes, pixels) < 0;
-        long long values = image_size(width, height, 1);
-        if (hasDepth && values != 0) status |= write_floats(h, record, "depth", values, depth) < 0;
+        long long area = array_length(width, height);
+        long long per_pixel = bytes_per_pixel(pixelFormat);
+        if (per_pixel != 0)
+            status |= write_counted_str(record, "pixels", array_length(area, per_pixel), pixels) < 0;
+        if (hasDepth) status |= write_counted_flt(h, record, "depth", area, depth) < 0;
         return status;
     });
 }
@@ -209,10 +198,8 @@ int scn_read_annot_indices(scnapi_handle *h, int index, int *queryIndices) {
     return read_item(h, "scn_read_annot_indices", "/top/Annots/annot_%d", "annot", index,
                      [&](hid_t record) {
                          if (!queryIndices) return 0;
-                         hsize_t n = 0;
-                         if (!announced_length(record, "queryIndices", {"nQueries"}, 1, &n))
-                             return 1;
-                         return read_dataset_int(record, "queryIndices", queryIndices, n) < 0 ? 1 : 0;
+                         return read_counted_int(record, {"nQueries"}, "queryIndices",
+                                                 queryIndices) < 0 ? 1 : 0;
                      });
 }
 
@@ -246,10 +233,8 @@ int scn_read_image_depth(scnapi_handle *h, int index, float *depth) {
     return read_item(h, "scn_read_image_depth", "/top/Images/image_%d", "image", index,
                      [&](hid_t record) {
                          if (!depth) return 0;
-                         hsize_t n = 0;
-                         if (!announced_length(record, "depth", {"width", "height"}, 1, &n))
-                             return 1;
-                         return read_dataset_flt(record, "depth", depth, n) < 0 ? 1 : 0;
+                         return read_counted_flt(record, {"width", "height"}, "depth", depth) < 0
+                                    ? 1 : 0;
                      });
 }
 

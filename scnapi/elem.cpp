@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "collection.h"
+#include "counted_io.h"
 #include "geometry.h"
 #include "scnapi/scnapi.h"
 #include "storage.h"
@@ -56,16 +57,6 @@ int read_item(hid_t gid, const char *name, int *out) {
     return out && read_att_int(gid, name, out, 0) < 0 ? 1 : 0;
 }
 
-// Reads the record-level count `attr` (elemCount, lenList) of element record
-// `rec` as the capacity of one of its arrays.
-bool record_size(const scnapi_handle *h, const ElemLayout &layout, int rec, const char *entry,
-                 const char *attr, hsize_t *n) {
-    H5Id record = open_record(h, layout.record(rec), entry);
-    int count = 0;
-    return record && read_size(record.get(), entry, attr, &count) &&
-           array_size(entry, attr, count, 1, n);
-}
-
 // Component count of the variable in slot `slot` of the list.
 bool slot_components(const scnapi_handle *h, const ElemLayout &layout, int slot,
                      const char *entry, int *components) {
@@ -75,6 +66,16 @@ bool slot_components(const scnapi_handle *h, const ElemLayout &layout, int slot,
     info.reset();
     *components = variable_component_count(h, var_index);
     return true;
+}
+
+// Floats in the values of slot `slot` of element record `rec`: elemCount of
+// the record times the components of the slot's variable.
+bool values_length(const scnapi_handle *h, const ElemLayout &layout, int rec, int slot,
+                   const char *entry, hsize_t *n) {
+    H5Id record = open_record(h, layout.record(rec), entry);
+    int components = 0;
+    return record && slot_components(h, layout, slot, entry, &components) &&
+           announced_length(record.get(), "vals", {"elemCount"}, components, n);
 }
 
 }  // namespace
@@ -139,19 +140,13 @@ int scn_write_elem(scnapi_handle *h, int elemListIndex, int elemIndex, int elemL
     failed |= write_att_int(g, "elemListType", elemListType) < 0;
     failed |= write_att_int(g, "elemCount", elemCount) < 0;
     failed |= write_att_int(g, "lenList", lenList) < 0;
-    hsize_t n = 0;
-    if (!array_size(entry, "conn", lenList, 1, &n)) failed = 1;
-    else failed |= write_ints(h, g, entry, "conn", n, conn);
-    if (has_ids) {
-        if (!array_size(entry, "ids", elemCount, 1, &n)) failed = 1;
-        else failed |= write_ints(h, g, entry, "ids", n, ids);
-    }
+    failed |= write_counted_int(h, g, "conn", lenList, conn) < 0;
+    if (has_ids) failed |= write_counted_int(h, g, "ids", elemCount, ids) < 0;
     return end_record(rec, "scn_write_elem: error closing elem group", failed);
 }
 
 int scn_write_elem_var(scnapi_handle *h, int elemListIndex, int elemIndex, int varSlot,
                        int varIndex, int numValues, const float *vals) {
-    const char *entry = "scn_write_elem_var";
     bool created = false;
     H5Id var = open_or_create_group(
         h ? h->fileId : -1,
@@ -161,10 +156,8 @@ int scn_write_elem_var(scnapi_handle *h, int elemListIndex, int elemIndex, int v
         return 1;
     }
     int failed = write_att_int(var.get(), "numValues", numValues) < 0;
-    int components = variable_component_count(h, varIndex);
-    hsize_t n = 0;
-    if (!array_size(entry, "vals", numValues, components, &n)) failed = 1;
-    else failed |= write_floats(h, var.get(), entry, "vals", n, vals);
+    long long n = array_length(numValues, variable_component_count(h, varIndex));
+    failed |= write_counted_flt(h, var.get(), "vals", n, vals) < 0;
     return end_record(var, "scn_write_geom_var_values: error closing var_n group", failed);
 }
 
@@ -234,9 +227,7 @@ int scn_read_elem_connectivity(scnapi_handle *h, int elemListIndex, int elemInde
                                     : "scn_read_elem_connectivity: error closing elem group";
     return read_record(h, layout.record(elemIndex), entry, close_message, [&](hid_t rec) {
         if (!conn) return 0;
-        int len = 0;
-        if (!read_size(rec, entry, "lenList", &len)) return 1;
-        return read_dataset_int(rec, "conn", conn, len) < 0 ? 1 : 0;
+        return read_counted_int(rec, {"lenList"}, "conn", conn) < 0 ? 1 : 0;
     });
 }
 
@@ -249,9 +240,7 @@ int scn_read_elem_ids(scnapi_handle *h, int elemListIndex, int elemIndex, int *i
                                     : "scn_read_elem_ids: error closing elem group";
     return read_record(h, layout.record(elemIndex), entry, close_message, [&](hid_t rec) {
         if (!ids) return 0;
-        int count = 0;
-        if (!read_size(rec, entry, "elemCount", &count)) return 1;
-        return read_dataset_int(rec, "ids", ids, count) < 0 ? 1 : 0;
+        return read_counted_int(rec, {"elemCount"}, "ids", ids) < 0 ? 1 : 0;
     });
 }
 
@@ -265,12 +254,8 @@ int scn_read_elem_var_values(scnapi_handle *h, int elemListIndex, int elemIndex,
         if (!vals) return 0;
         // The caller sized `vals` from the record's elemCount and the kind
         // of the slot's variable; the stored values may not exceed that.
-        hsize_t count = 0, n = 0;
-        int components = 0;
-        if (!record_size(h, layout, elemIndex, entry, "elemCount", &count) ||
-            !slot_components(h, layout, varSlot, entry, &components) ||
-            !array_size(entry, "vals", static_cast<long long>(count), components, &n))
-            return 1;
+        hsize_t n = 0;
+        if (!values_length(h, layout, elemIndex, varSlot, entry, &n)) return 1;
         return read_dataset_flt(var, "vals", vals, n) < 0 ? 1 : 0;
     });
 }

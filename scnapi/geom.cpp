@@ -1,55 +1,17 @@
 // Geometry: geoms, node sets and the variable values on their nodes, and
 // the index of the legacy layout shared with the element-list readers.
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "collection.h"
+#include "counted_io.h"
 #include "geometry.h"
 #include "scnapi/scnapi.h"
 #include "state.h"
 #include "storage.h"
 
 namespace scnapi {
-
-bool array_size(const char *entry, const char *name, long long count, long long width,
-                hsize_t *n) {
-    long long product = count * width;  // both are 32-bit: no 64-bit overflow
-    if (count < 0 || width < 0 || product > INT_MAX) {
-        std::printf("%s: error invalid size of %s\n", entry, name);
-        return false;
-    }
-    *n = static_cast<hsize_t>(product);
-    return true;
-}
-
-bool read_size(hid_t gid, const char *entry, const char *attr, int *value) {
-    if (read_att_int(gid, attr, value, 0) < 0) return false;
-    if (*value >= 0) return true;
-    std::printf("%s: error invalid %s %d\n", entry, attr, *value);
-    return false;
-}
-
-int write_floats(const scnapi_handle *h, hid_t gid, const char *entry, const char *name,
-                 hsize_t n, const float *data) {
-    if (n == 0) return 0;
-    if (!data) {
-        std::printf("%s: error no data for %s\n", entry, name);
-        return 1;
-    }
-    return write_dataset_flt(h, gid, name, n, data) < 0;
-}
-
-int write_ints(const scnapi_handle *h, hid_t gid, const char *entry, const char *name, hsize_t n,
-               const int *data) {
-    if (n == 0) return 0;
-    if (!data) {
-        std::printf("%s: error no data for %s\n", entry, name);
-        return 1;
-    }
-    return write_dataset_int(h, gid, name, n, data) < 0;
-}
 
 // Before any file has been opened for reading there is no version to go by
 // (a producer reading back through its write handle): the layout is then the
@@ -249,13 +211,9 @@ int scn_write_nodes(scnapi_handle *h, int nodesIndex, int numNodes, int nodeDime
         failed |= write_att_int(nodes, "hasNodeIds", hasNodeIds) < 0;
         failed |= write_att_int(nodes, "numNodalVars", numNodalVars) < 0;
         failed |= write_att_int(nodes, "nodeNormalIndex", nodeNormalIndex) < 0;
-        hsize_t n = 0;
-        if (!array_size(entry, "coords", numNodes, nodeDimension, &n)) failed = 1;
-        else failed |= write_floats(h, nodes, entry, "coords", n, coords);
-        if (hasNodeIds) {
-            if (!array_size(entry, "ids", numNodes, 1, &n)) failed = 1;
-            else failed |= write_ints(h, nodes, entry, "ids", n, ids);
-        }
+        failed |= write_counted_flt(h, nodes, "coords", array_length(numNodes, nodeDimension),
+                                    coords) < 0;
+        if (hasNodeIds) failed |= write_counted_int(h, nodes, "ids", numNodes, ids) < 0;
         return failed;
     });
 }
@@ -263,7 +221,6 @@ int scn_write_nodes(scnapi_handle *h, int nodesIndex, int numNodes, int nodeDime
 int scn_write_nodes_var(scnapi_handle *h, int nodesIndex, int varSlot, int varIndex,
                         int numValues, int useUndefined, float undefinedValue,
                         const float *vals) {
-    const char *entry = "scn_write_nodes_var";
     bool created = false;
     H5Id var = open_or_create_group(h ? h->fileId : -1,
                                     format_path("/top/Nodes/nodes_%d/var_%d", nodesIndex, varSlot),
@@ -278,10 +235,8 @@ int scn_write_nodes_var(scnapi_handle *h, int nodesIndex, int varSlot, int varIn
     failed |= write_att_int(g, "numValues", numValues) < 0;
     failed |= write_att_int(g, "useUndefined", useUndefined) < 0;
     failed |= write_att_flt(g, "undefinedValue", undefinedValue) < 0;
-    int components = variable_component_count(h, varIndex);
-    hsize_t n = 0;
-    if (!array_size(entry, "vals", numValues, components, &n)) failed = 1;
-    else failed |= write_floats(h, g, entry, "vals", n, vals);
+    long long n = array_length(numValues, variable_component_count(h, varIndex));
+    failed |= write_counted_flt(h, g, "vals", n, vals) < 0;
     return end_record(var, "scn_write_nodes_var: error closing var_n group", failed);
 }
 
@@ -377,13 +332,8 @@ int scn_read_nodes_coords(scnapi_handle *h, int nodesIndex, float *coords) {
     return read_record(h, path, entry, "scn_read_nodes_coords: error closing nodes group",
                        [&](hid_t nodes) {
         if (!coords) return 0;
-        int num_nodes = 0, dimension = 0;
-        hsize_t n = 0;
-        if (!read_size(nodes, entry, "numNodes", &num_nodes) ||
-            !read_size(nodes, entry, "nodeDimension", &dimension) ||
-            !array_size(entry, "coords", num_nodes, dimension, &n))
-            return 1;
-        return read_dataset_flt(nodes, "coords", coords, n) < 0 ? 1 : 0;
+        int status = read_counted_flt(nodes, {"numNodes", "nodeDimension"}, "coords", coords);
+        return status < 0 ? 1 : 0;
     });
 }
 
@@ -394,9 +344,7 @@ int scn_read_nodes_ids(scnapi_handle *h, int nodesIndex, int *ids) {
     return read_record(h, path, entry, "scn_read_nodes_ids: error closing nodes group",
                        [&](hid_t nodes) {
         if (!ids) return 0;
-        int num_nodes = 0;
-        if (!read_size(nodes, entry, "numNodes", &num_nodes)) return 1;
-        return read_dataset_int(nodes, "ids", ids, num_nodes) < 0 ? 1 : 0;
+        return read_counted_int(nodes, {"numNodes"}, "ids", ids) < 0 ? 1 : 0;
     });
 }
 
@@ -424,11 +372,11 @@ int scn_read_nodes_var_values(scnapi_handle *h, int nodesIndex, int varSlot, flo
                        [&](hid_t var) {
         if (!vals) return 0;
         // The caller sized `vals` from numValues and the variable's kind.
-        int num_values = 0, var_index = 0;
+        int var_index = 0;
         hsize_t n = 0;
-        if (!read_size(var, entry, "numValues", &num_values) ||
-            read_att_int(var, "varIndex", &var_index, 0) < 0 ||
-            !array_size(entry, "vals", num_values, variable_component_count(h, var_index), &n))
+        if (read_att_int(var, "varIndex", &var_index, 0) < 0 ||
+            !announced_length(var, "vals", {"numValues"}, variable_component_count(h, var_index),
+                              &n))
             return 1;
         return read_dataset_flt(var, "vals", vals, n) < 0 ? 1 : 0;
     });

@@ -1,7 +1,7 @@
 // Shared internals of the geometry families (variables, node sets, element
-// lists): the component count of a variable kind, the size checks of the
-// bulk arrays, and the index of the legacy layout, in which node sets and
-// element lists live inside the geom groups.
+// lists): the component count of a variable kind and the index of the
+// legacy layout, in which node sets and element lists live inside the geom
+// groups.
 #pragma once
 
 #include <hdf5.h>
@@ -18,25 +18,6 @@ int component_count(int kind);
 // 0 when the record or its kind cannot be read (with the variable reader's
 // messages).
 int variable_component_count(const scnapi_handle *h, int var_index);
-
-// Element count of an array of `count` values of `width` elements each.
-// Counts are 32-bit in the file and in the callers' arithmetic: a negative
-// count or a product above INT_MAX is refused (false, after printing
-// "<entry>: error invalid size of <name>").
-bool array_size(const char *entry, const char *name, long long count, long long width,
-                hsize_t *n);
-
-// Reads the non-negative count attribute `attr` of `gid`; false after a
-// message when it is unreadable or negative.
-bool read_size(hid_t gid, const char *entry, const char *attr, int *value);
-
-// Writes a dataset of `n` elements unless n is 0; 0 on success, 1 on a
-// failure (including a null array for a non-empty dataset, which is refused
-// rather than handed to HDF5).
-int write_floats(const scnapi_handle *h, hid_t gid, const char *entry, const char *name,
-                 hsize_t n, const float *data);
-int write_ints(const scnapi_handle *h, hid_t gid, const char *entry, const char *name,
-               hsize_t n, const int *data);
 
 // True when the file read last uses the legacy layout (file version below
 // "2."); false while no file has been read.

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "collection.h"
-#include "counted_arrays.h"
+#include "counted_io.h"
 #include "scnapi/scnapi.h"
 #include "storage.h"
 
@@ -137,7 +137,7 @@ int scn_read_rep_geoms(scnapi_handle *h, int repIndex, int *geomIndices) {
     return read_record(h, rep_path(repIndex), "scn_read_rep_info",
                        "scn_read_rep_info: error closing rep group", [&](hid_t g) {
                            if (!geomIndices) return 0;
-                           return read_counted_int(g, "numRepGeoms", "geomIndicies",
+                           return read_counted_int(g, {"numRepGeoms"}, "geomIndicies",
                                                    geomIndices) < 0
                                       ? 1
                                       : 0;

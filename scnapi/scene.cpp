@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "collection.h"
-#include "counted_arrays.h"
+#include "counted_io.h"
 #include "scnapi/scnapi.h"
 #include "state.h"
 #include "storage.h"
@@ -117,7 +117,7 @@ int read_name(hid_t g, const char *name, char *out) {
 }
 
 int read_array(hid_t g, const char *count_name, const char *name, int *out) {
-    return out ? failed(read_counted_int(g, count_name, name, out)) : 0;
+    return out ? failed(read_counted_int(g, {count_name}, name, out)) : 0;
 }
 
 // A sub-collection counter of the scene: 0 with a failure when unreadable.

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "collection.h"
-#include "counted_arrays.h"
+#include "counted_io.h"
 #include "scnapi/scnapi.h"
 #include "storage.h"
 
@@ -73,10 +73,10 @@ int read_source_steps(const SourceFamily &f, scnapi_handle *h, int index, int *i
     return read_record(h, record_path(f, index), entry.c_str(),
                        closing_record(entry, f).c_str(), [&](hid_t g) {
                            int status = 0;
-                           if (indices && read_counted_int(g, "nSteps", f.indices, indices) < 0)
+                           if (indices && read_counted_int(g, {"nSteps"}, f.indices, indices) < 0)
                                status = 1;
                            if (stepValues &&
-                               read_counted_flt(g, "nSteps", "stepValues", stepValues) < 0)
+                               read_counted_flt(g, {"nSteps"}, "stepValues", stepValues) < 0)
                                status = 1;
                            return status;
                        });

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "collection.h"
+#include "counted_io.h"
 #include "geometry.h"
 #include "scnapi/scnapi.h"
 #include "storage.h"
@@ -130,8 +131,8 @@ int scn_write_var_palette(scnapi_handle *h, int varIndex, const char *paletteNam
             continue;
         }
         if (counts[c] <= 0) continue;
-        failed |= write_floats(h, g, entry, kChannels[c].cntl, counts[c], cntls[c]);
-        failed |= write_floats(h, g, entry, kChannels[c].cols, counts[c], cols[c]);
+        failed |= write_counted_flt(h, g, kChannels[c].cntl, counts[c], cntls[c]) < 0;
+        failed |= write_counted_flt(h, g, kChannels[c].cols, counts[c], cols[c]) < 0;
     }
     return end_record(var, "scn_write_var_palette: error closing var_n group", failed);
 }
@@ -228,10 +229,12 @@ int scn_read_var_palette_colors(scnapi_handle *h, int varIndex, float *redOrHueC
                 failed = 1;
                 continue;
             }
-            // The channel's count bounds what its arrays may hold.
+            // A channel without a positive count has no arrays to read; the
+            // count also bounds what its arrays may hold.
             if (count <= 0) continue;
-            if (cntls[c]) failed |= read_dataset_flt(var, kChannels[c].cntl, cntls[c], count) < 0;
-            if (cols[c]) failed |= read_dataset_flt(var, kChannels[c].cols, cols[c], count) < 0;
+            const Channel &ch = kChannels[c];
+            if (cntls[c]) failed |= read_counted_flt(var, {ch.count}, ch.cntl, cntls[c]) < 0;
+            if (cols[c]) failed |= read_counted_flt(var, {ch.count}, ch.cols, cols[c]) < 0;
         }
         return failed;
     });

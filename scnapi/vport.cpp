@@ -2,8 +2,8 @@
 // another family (parts, annotations), plus their tagged attributes.
 #include <string>
 
-#include "bounded_io.h"
 #include "collection.h"
+#include "counted_io.h"
 #include "scnapi/scnapi.h"
 #include "storage.h"
 
@@ -38,8 +38,7 @@ int write_index_record(const scnapi_handle *h, const char *entry, const IndexFam
     c.on_create = init_num_attrs;
     return write_record(h, c, index, [&](hid_t record) {
         if (write_att_int(record, f.count, n) < 0) return 1;
-        if (n == 0) return 0;
-        return write_ints(h, record, f.indices, n, indices) < 0 ? 1 : 0;
+        return write_counted_int(h, record, f.indices, n, indices) < 0 ? 1 : 0;
     });
 }
 
@@ -58,9 +57,7 @@ int read_indices(const scnapi_handle *h, const char *entry, const IndexFamily &f
     std::string close = close_message(entry, f);
     return read_record(h, record_path(f, index), entry, close.c_str(), [&](hid_t record) {
         if (!out) return 0;
-        hsize_t n = 0;
-        if (!announced_length(record, f.indices, {f.count}, 1, &n)) return 1;
-        return read_dataset_int(record, f.indices, out, n) < 0 ? 1 : 0;
+        return read_counted_int(record, {f.count}, f.indices, out) < 0 ? 1 : 0;
     });
 }
 

@@ -177,9 +177,11 @@ def test_depth_round_trip_and_compression(tmp_path):
 
 
 @pytest.mark.parametrize("width, height, fmt, has_depth, message", [
-    (-2, -3, 8, 0, "Error writing dataset: pixels\n"),
-    (-2, 3, 1, 1, "Error writing dataset: pixels\nError writing dataset: depth\n"),
+    (-2, -3, 8, 0, "Error creating dataspace for dataset: pixels\n"),
+    (-2, 3, 1, 1, "Error creating dataspace for dataset: pixels\n"
+                  "Error creating dataspace for dataset: depth\n"),
     (4, 3, 8, 1, "Error writing dataset: depth\n"),  # no depth array given
+    (65536, 65536, 1, 0, "Error creating dataspace for dataset: pixels\n"),  # above INT_MAX
 ])
 def test_unusable_image_arrays_are_refused(width, height, fmt, has_depth, message, tmp_path,
                                            c_out):

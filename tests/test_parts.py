@@ -156,7 +156,7 @@ def test_null_outputs_read_nothing(written, c_out):
 @pytest.mark.parametrize("rep_attrs,length,message", [
     ({"numRepGeoms": int_attr(2)}, 4, "Error reading dataset: geomIndicies\n"),
     ({"numRepGeoms": int_attr(-1)}, 1, "Error reading dataset: geomIndicies\n"),
-    ({}, 2, "Error reading dataset: geomIndicies\n"),
+    ({}, 2, "Error opening group for attribute: numRepGeoms\n"),
 ])
 def test_malformed_rep_does_not_overrun(tmp_path, c_out, rep_attrs, length, message):
     p = tmp_path / "bad.h5"

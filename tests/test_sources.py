@@ -123,13 +123,23 @@ def test_negative_step_count_is_refused_on_write(tmp_path, c_out):
     assert close(h) == 0
 
 
+def test_missing_step_arrays_are_refused_on_write(tmp_path, c_out):
+    h = open_write(tmp_path / "s.h5")
+    assert lib.scn_write_vsrc(h, 0, 2, 0, None, floats([1.0, 2.0])) == 1
+    assert c_out() == "Error writing dataset: vpIndices\n"
+    assert close(h) == 0
+
+
 # Malformed files: the arrays may not overrun the nSteps the record announces.
-@pytest.mark.parametrize("steps,length,announced", [
-    (2, 5, 2),        # arrays longer than nSteps
-    (-3, 2, 2),       # negative nSteps
-    (None, 2, 2),     # nSteps missing
+REFUSED_READS = "Error reading dataset: partIndices\nError reading dataset: stepValues\n"
+
+
+@pytest.mark.parametrize("steps,length,announced,message", [
+    (2, 5, 2, REFUSED_READS),         # arrays longer than nSteps
+    (-3, 2, 2, REFUSED_READS),        # negative nSteps
+    (None, 2, 2, "Error opening group for attribute: nSteps\n" * 2),  # nSteps missing
 ])
-def test_malformed_counts_do_not_overrun(tmp_path, c_out, steps, length, announced):
+def test_malformed_counts_do_not_overrun(tmp_path, c_out, steps, length, announced, message):
     p = tmp_path / "bad.h5"
     rec = {"attrs": {"stepId": int_attr(1)}}
     if steps is not None:
@@ -142,7 +152,7 @@ def test_malformed_counts_do_not_overrun(tmp_path, c_out, steps, length, announc
     r = open_read(p)
     assert read_steps(r, "psrc", 0, announced + 1) == \
         (1, [GUARD] * (announced + 1), [GUARD] * (announced + 1))
-    assert c_out() == "Error reading dataset: partIndices\nError reading dataset: stepValues\n"
+    assert c_out() == message
     assert close(r) == 0
 
 

@@ -224,6 +224,22 @@ def test_palette_for_missing_var_fails(tmp_path, c_out):
     assert "paletteProvided" in h5dump(path)["/top/Vars/var_0"]["attrs"]  # var_0 untouched
 
 
+def test_missing_palette_array_is_refused_and_the_others_stored(tmp_path, c_out):
+    path = tmp_path / "p.h5"
+    counts = [2, 0, 0, 0]
+    _, arrays = palette_args("pal", counts)
+    h = open_write(path)
+    write_var(h, 0, SCALAR)
+    c_out()
+    ptrs = [None] + [fptr(a) for a in arrays[1:]]
+    assert lib.scn_write_var_palette(h, 0, b"pal", 7, 20, 0.0, 1.0, 256, *counts, *ptrs) == 1
+    close(h)
+    assert c_out() == "Error writing dataset: redOrHueCntl\n"
+    tree = h5dump(path)
+    assert "/top/Vars/var_0/redOrHueCntl" not in tree
+    assert tree["/top/Vars/var_0/redOrHueCols"]["value"] == [0.0, 1.0]
+
+
 def test_palette_without_range_reads_as_empty_range(tmp_path, c_out):
     path = tmp_path / "p.h5"
     tree = top()

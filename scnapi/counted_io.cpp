@@ -1,0 +1,83 @@
+#include "counted_io.h"
+
+#include <climits>
+#include <cstdio>
+
+#include "storage.h"
+
+namespace scnapi {
+namespace {
+
+// Whether the caller's array of n elements (n != 0) may be handed to the
+// storage helpers; false after the refusal's message.
+bool writable(const char *name, long long n, const void *data) {
+    if (array_length(n, 1) < 0) {
+        std::printf("Error creating dataspace for dataset: %s\n", name);
+        return false;
+    }
+    if (!data) {
+        std::printf("Error writing dataset: %s\n", name);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+long long array_length(long long count, long long width) {
+    if (count < 0 || width < 0 || count > INT_MAX || width > INT_MAX) return -1;
+    long long product = count * width;  // both fit 32 bits: no 64-bit overflow
+    return product > INT_MAX ? -1 : product;
+}
+
+bool announced_length(hid_t record, const char *dataset, std::initializer_list<const char *> counts,
+                      long long width, hsize_t *n) {
+    long long length = width;
+    for (const char *count : counts) {
+        int value = 0;
+        if (read_att_int(record, count, &value, 0) < 0) return false;
+        length = array_length(length, value);
+    }
+    if (length < 0) {
+        std::printf("Error reading dataset: %s\n", dataset);
+        return false;
+    }
+    *n = static_cast<hsize_t>(length);
+    return true;
+}
+
+int read_counted_int(hid_t record, std::initializer_list<const char *> counts, const char *name,
+                     int *buf) {
+    hsize_t n = 0;
+    if (!announced_length(record, name, counts, 1, &n)) return -1;
+    return read_dataset_int(record, name, buf, n);
+}
+
+int read_counted_flt(hid_t record, std::initializer_list<const char *> counts, const char *name,
+                     float *buf) {
+    hsize_t n = 0;
+    if (!announced_length(record, name, counts, 1, &n)) return -1;
+    return read_dataset_flt(record, name, buf, n);
+}
+
+int write_counted_int(const scnapi_handle *h, hid_t record, const char *name, long long n,
+                      const int *data) {
+    if (n == 0) return 0;
+    if (!writable(name, n, data)) return -1;
+    return write_dataset_int(h, record, name, static_cast<hsize_t>(n), data);
+}
+
+int write_counted_flt(const scnapi_handle *h, hid_t record, const char *name, long long n,
+                      const float *data) {
+    if (n == 0) return 0;
+    if (!writable(name, n, data)) return -1;
+    return write_dataset_flt(h, record, name, static_cast<hsize_t>(n), data);
+}
+
+int write_counted_str(hid_t record, const char *name, long long n, const char *data) {
+    if (n == 0) return 0;
+    if (!writable(name, n, data)) return -1;
+    return write_dataset_str(record, name, static_cast<hsize_t>(n), data);
+}
+
+}  // namespace scnapi
