@@ -1,5 +1,5 @@
 import sys
 
-from oxm.cli import main
+from oxm.cli import run
 
-sys.exit(main())
+sys.exit(run())

@@ -1,6 +1,7 @@
 """The oxm command: look into scene files."""
 import argparse
 import json
+import os
 import sys
 
 from oxm.summary import COLLECTIONS, summarize
@@ -51,5 +52,17 @@ def main(argv=None):
     return status
 
 
+def run():
+    """Entry point of the command: a closed pipe (oxm ... | head) ends it
+    quietly instead of with a traceback."""
+    try:
+        return main()
+    except BrokenPipeError:
+        # Python flushes stdout again at exit: point it at /dev/null first.
+        devnull = os.open(os.devnull, os.O_WRONLY)
+        os.dup2(devnull, sys.stdout.fileno())
+        return 1
+
+
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run())
