@@ -135,3 +135,19 @@ def test_destroying_one_object_keeps_others_open(scene_file):
     del first
     gc.collect()
     assert second.sceneNum() == 3
+
+
+def test_module_exports_every_library_entry():
+    import ctypes
+    import glob
+    import os
+    import re
+
+    root = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "scnapi")
+    declared = set()
+    for header in glob.glob(os.path.join(root, "*.h")):
+        with open(header) as f:
+            declared |= set(re.findall(r"SCNAPI_EXPORT\s+[\w\s\*]+?\b(\w+)\s*\(", f.read()))
+    assert len(declared) > 100
+    module = ctypes.CDLL(_oxm.__file__)
+    assert [name for name in sorted(declared) if not hasattr(module, name)] == []
