@@ -232,18 +232,22 @@ def test_note_with_unreadable_counter(tmp_path, c_out):
     assert [k for k in h5dump(path) if k.startswith("/top/Notes/")] == []
 
 
-@pytest.mark.parametrize("version", ["1.02", "1.00", "0.9"])
-def test_notes_of_files_before_1_03(version, tmp_path, c_out):
+@pytest.mark.parametrize("version, length", [("0.9", 256), ("1.00", 256), ("1.02", 256),
+                                             ("1.03", 11)])
+def test_note_lengths_by_file_version(version, length, tmp_path, c_out):
+    """Files before 1.03 store no length: their texts fill 256 bytes."""
     path = tmp_path / "old.h5"
-    build(path, "Notes", {"note_0": {"noteText": text_attr("an old note")}}, version)
+    build(path, "Notes", {"note_0": {"noteLen": int_attr(11),
+                                     "noteText": text_attr("an old note", length)}}, version)
     r = open_read(path)
-    for index in (0, 7):
-        n = c_int(0)
-        assert lib.scn_read_note_info(r, index, n) == 0 and n.value == 256
-    buf = ctypes.create_string_buffer(256)
+    n = c_int(0)
+    assert lib.scn_read_note_info(r, 0, n) == 0 and n.value == length
+    buf = ctypes.create_string_buffer(length)
     assert lib.scn_read_note_text(r, 0, buf) == 0 and buf.value == b"an old note"
-    assert close(r) == 0
     assert c_out() == ""
+    # Without a stored length, even a missing record reports 256.
+    assert lib.scn_read_note_info(r, 7, n) == (0 if length == 256 else 1) and n.value == length
+    assert close(r) == 0
 
 
 def pixels_of(attrs, n):
