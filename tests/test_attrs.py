@@ -165,7 +165,8 @@ FULL = ([(4300, CHAR, 40, bytes([65 + i]) * 40) for i in range(6)]
 
 
 @pytest.mark.parametrize("kind, entries", [(kind, all_entries(kind)) for kind in WORDS
-                                           if kind != NOTE] + [(VPORT, FULL)])
+                                           if kind != NOTE] + [(VPORT, FULL)],
+                         ids=[WORDS[kind] for kind in WORDS if kind != NOTE] + ["vport150"])
 def test_round_trip_and_layout(kind, entries, tmp_path, c_out):
     path = tmp_path / "attrs.h5"
     h = open_owners(path)
