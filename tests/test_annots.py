@@ -7,7 +7,7 @@ import pytest
 from scnlib import (HandleP, close, floats, h5build, h5dump, int_attr, ints, lib, open_read,
                     open_write, text_attr)
 
-IntP = POINTER(c_int)
+IntP, VoidP = POINTER(c_int), ctypes.c_void_p
 lib.declare("scn_write_annot", c_int, HandleP, c_int, c_int, c_int, c_int, c_int, IntP)
 lib.declare("scn_write_image", c_int, HandleP, c_int, c_int, c_int, c_int, c_int, c_char_p,
             POINTER(c_float))
@@ -15,76 +15,59 @@ lib.declare("scn_write_query", c_int, HandleP, c_int, c_char_p, c_char_p, c_char
 lib.declare("scn_write_note", c_int, HandleP, c_int, c_int, c_char_p)
 for _family in ("annot", "image", "query", "note"):
     lib.declare(f"scn_read_{_family}_num", c_int, HandleP)
-lib.declare("scn_read_annot_info", c_int, HandleP, c_int, IntP, IntP, IntP, IntP)
-lib.declare("scn_read_annot_indices", c_int, HandleP, c_int, IntP)
-lib.declare("scn_read_image_info", c_int, HandleP, c_int, IntP, IntP, IntP, IntP)
-lib.declare("scn_read_image_pixels", c_int, HandleP, c_int, ctypes.c_void_p)
+for _name in ("annot_info", "image_info"):
+    lib.declare(f"scn_read_{_name}", c_int, HandleP, c_int, IntP, IntP, IntP, IntP)
+lib.declare("scn_read_annot_indices", c_int, HandleP, c_int, VoidP)
+lib.declare("scn_read_image_pixels", c_int, HandleP, c_int, VoidP)
 lib.declare("scn_read_image_depth", c_int, HandleP, c_int, POINTER(c_float))
-lib.declare("scn_read_query_info", c_int, HandleP, c_int, ctypes.c_void_p, ctypes.c_void_p,
-            ctypes.c_void_p, IntP)
+lib.declare("scn_read_query_info", c_int, HandleP, c_int, VoidP, VoidP, VoidP, IntP)
 lib.declare("scn_read_note_info", c_int, HandleP, c_int, IntP)
-lib.declare("scn_read_note_text", c_int, HandleP, c_int, ctypes.c_void_p)
+lib.declare("scn_read_note_text", c_int, HandleP, c_int, VoidP)
 
 
-def top(file_version="2.00"):
-    return {"/top": {"type": "group", "attrs": {"scn_api_version": text_attr("2.00.00"),
-                                                 "scn_file_version": text_attr(file_version)}}}
+def build(path, group, records, version="2.00", counter=True):
+    """A file with one collection; records maps names below it to their
+    attributes, or to a dataset's value list."""
+    tree = {"/top": {"attrs": {"scn_api_version": text_attr("2.00.00"),
+                               "scn_file_version": text_attr(version)}},
+            f"/top/{group}": {"attrs": {f"n{group}": int_attr(1)} if counter else {}}}
+    for name, item in records.items():
+        tree[f"/top/{group}/{name}"] = ({"type": "dataset", "dtype": "int8" if "pixels" in name
+                                         else "int32", "value": item}
+                                        if isinstance(item, list) else {"attrs": item})
+    h5build(path, tree)
 
 
 def attrs_of(tree, path):
-    return {k: v["value"] for k, v in tree[path]["attrs"].items()}
+    return {k: (v["dtype"], v["value"]) for k, v in tree[path]["attrs"].items()}
 
 
 def outs(n):
     return [c_int(-99) for _ in range(n)]
 
 
-def signed(data):
-    return [b - 256 if b > 127 else b for b in data]
-
-
-# ---- counts --------------------------------------------------------------------
-
-
-@pytest.mark.parametrize("family", ["annot", "image", "query", "note"])
-def test_absent_collections_count_zero(family, tmp_path, c_out):
-    path = tmp_path / "empty.h5"
-    assert close(open_write(path)) == 0
-    r = open_read(path)
-    assert getattr(lib, f"scn_read_{family}_num")(r) == 0
-    assert close(r) == 0
-    assert c_out() == ""
-
-
-@pytest.mark.parametrize("entry, group, call", [
-    ("scn_write_annot", "Annots", lambda h: lib.scn_write_annot(h, 0, 10, 0, 1, 2, None)),
-    ("scn_write_image", "Images", lambda h: lib.scn_write_image(h, 0, 1, 1, 2, 0, b"x", None)),
-    ("scn_write_query", "Queries", lambda h: lib.scn_write_query(h, 0, b"q", None, None, 0)),
-    ("scn_write_note", "Notes", lambda h: lib.scn_write_note(h, 0, 1, b"n")),
-])
-def test_writing_without_a_file(entry, group, call, c_out):
-    h = open_write(None)
-    assert call(h) == 1
-    assert c_out() == f"{entry}: error creating {group} group\n"
-    assert close(h) == 0
-
-
-# ---- annotations ---------------------------------------------------------------
-
-
 def test_annotation_round_trip(tmp_path, c_out):
+    h = open_write(None)
+    assert lib.scn_write_annot(h, 0, 10, 0, 1, 2, None) == 1
+    assert lib.scn_write_image(h, 0, 1, 1, 2, 0, b"x", None) == 1
+    assert lib.scn_write_query(h, 0, b"q", None, None, 0) == 1
+    assert lib.scn_write_note(h, 0, 1, b"n") == 1
+    assert c_out() == "".join(f"scn_write_{entry}: error creating {group} group\n" for entry, group
+                              in (("annot", "Annots"), ("image", "Images"), ("query", "Queries"),
+                                  ("note", "Notes")))
+    assert close(h) == 0
     path = tmp_path / "annot.h5"
     h = open_write(path)
     assert lib.scn_write_annot(h, 0, 40, 3, 7, 8, ints([2, 0, 1])) == 0
     assert lib.scn_write_annot(h, 1, 10, 0, -1, -1, None) == 0
     assert close(h) == 0
     tree = h5dump(path)
-    assert attrs_of(tree, "/top/Annots") == {"nAnnots": 2}
+    assert attrs_of(tree, "/top/Annots") == {"nAnnots": ("int32", 2)}
     assert attrs_of(tree, "/top/Annots/annot_0") == {
-        "numAttrs": 0, "annotType": 40, "nQueries": 3, "monoImageIndex": 7, "stereoImageIndex": 8}
+        "numAttrs": ("int32", 0), "annotType": ("int32", 40), "nQueries": ("int32", 3),
+        "monoImageIndex": ("int32", 7), "stereoImageIndex": ("int32", 8)}
     q = tree["/top/Annots/annot_0/queryIndices"]
     assert (q["dtype"], q["value"]) == ("int32", [2, 0, 1])
-    assert attrs_of(tree, "/top/Annots/annot_1")["nQueries"] == 0
     assert "/top/Annots/annot_1/queryIndices" not in tree
 
     r = open_read(path)
@@ -97,82 +80,60 @@ def test_annotation_round_trip(tmp_path, c_out):
     assert lib.scn_read_annot_indices(r, 0, got) == 0 and list(got) == [2, 0, 1, -1]
     assert c_out() == ""
     assert lib.scn_read_annot_indices(r, 1, got) == 1
-    assert c_out() == "Error opening dataset: queryIndices\n"
     assert lib.scn_read_annot_info(r, 5, t, None, None, None) == 1
-    assert c_out() == "scn_read_annot_info: error opening group '/top/Annots/annot_5'\n"
+    assert c_out() == ("Error opening dataset: queryIndices\n"
+                       "scn_read_annot_info: error opening group '/top/Annots/annot_5'\n")
     assert close(r) == 0
 
 
-def test_query_indices_longer_than_counted_are_refused(tmp_path, c_out):
-    path = tmp_path / "bad.h5"
-    tree = top()
-    tree["/top/Annots"] = {"type": "group", "attrs": {"nAnnots": int_attr(1)}}
-    tree["/top/Annots/annot_0"] = {"type": "group", "attrs": {"nQueries": int_attr(1)}}
-    tree["/top/Annots/annot_0/queryIndices"] = {"type": "dataset", "dtype": "int32",
-                                                "value": [1, 2, 3]}
-    h5build(path, tree)
-    r = open_read(path)
-    got = ints([-1, -1])
-    assert lib.scn_read_annot_indices(r, 0, got) == 1 and list(got) == [-1, -1]
-    assert c_out() == "Error reading dataset: queryIndices\n"
-    assert close(r) == 0
+# (pixelFormat, bytes per pixel): unknown formats store no pixels.
+FORMATS = [(1, 1), (2, 1), (4, 2), (8, 3), (16, 4), (0, 0), (3, 0), (32, 0)]
 
 
-# ---- images --------------------------------------------------------------------
-
-
-@pytest.mark.parametrize("fmt, per_pixel", [(1, 1), (2, 1), (4, 2), (8, 3), (16, 4), (0, 0),
-                                            (3, 0), (32, 0)])
-def test_pixel_bytes_per_format(fmt, per_pixel, tmp_path, c_out):
+def test_images_round_trip_and_layout(tmp_path, c_out):
     path = tmp_path / "img.h5"
-    size = 4 * 3 * per_pixel
-    pixels = bytes((i * 37) % 256 for i in range(max(size, 1)))
+    pixels = bytes((i * 37) % 256 for i in range(48))
+    small, large = [i / 8 for i in range(10 * 10)], [i / 4 for i in range(11 * 10)]
     h = open_write(path)
-    assert lib.scn_write_image(h, 0, 4, 3, fmt, 0, pixels, None) == 0
+    for index, (fmt, _) in enumerate(FORMATS):
+        assert lib.scn_write_image(h, index, 4, 3, fmt, 0, pixels, None) == 0
+    assert lib.scn_write_image(h, 8, 10, 10, 16, 1, bytes(400), floats(small)) == 0
+    assert lib.scn_write_image(h, 9, 11, 10, 2, 1, bytes(110), floats(large)) == 0
+    assert lib.scn_write_image(h, 10, 0, 5, 2, 1, None, None) == 0
     assert close(h) == 0
     tree = h5dump(path)
-    assert attrs_of(tree, "/top/Images/image_0") == {
-        "numAttrs": 0, "width": 4, "height": 3, "pixelFormat": fmt, "hasDepth": 0}
-    assert "/top/Images/image_0/depth" not in tree
+    image = "/top/Images/image_"
+    assert attrs_of(tree, image + "3") == {
+        "numAttrs": ("int32", 0), "width": ("int32", 4), "height": ("int32", 3),
+        "pixelFormat": ("int32", 8), "hasDepth": ("int32", 0)}
     r = open_read(path)
-    got = (c_char * (size + 1))(*([b"#"] * (size + 1)))
-    if per_pixel:
-        stored = tree["/top/Images/image_0/pixels"]
-        assert (stored["dtype"], stored["shape"], stored["chunks"]) == ("int8", [size], None)
-        assert stored["value"] == signed(pixels[:size])
-        assert lib.scn_read_image_pixels(r, 0, got) == 0
-        assert bytes(got) == pixels[:size] + b"#"
-    else:
-        assert "/top/Images/image_0/pixels" not in tree
-        c_out()
-        assert lib.scn_read_image_pixels(r, 0, got) == 1
-        assert c_out() == "Error opening dataset: pixels\n"
-    assert lib.scn_read_image_depth(r, 0, floats([0.0])) == 1
-    assert close(r) == 0
-
-
-def test_depth_round_trip_and_compression(tmp_path):
-    path = tmp_path / "depth.h5"
-    small = [i / 8 for i in range(12)]
-    large = [i / 4 for i in range(11 * 10)]
-    h = open_write(path)
-    assert lib.scn_write_image(h, 0, 4, 3, 16, 1, bytes(48), floats(small)) == 0
-    assert lib.scn_write_image(h, 1, 11, 10, 2, 1, bytes(110), floats(large)) == 0
-    assert lib.scn_write_image(h, 2, 0, 5, 2, 1, None, None) == 0
-    assert close(h) == 0
-    tree = h5dump(path)
-    d0 = tree["/top/Images/image_0/depth"]
-    assert (d0["dtype"], d0["value"], d0["chunks"]) == ("float32", small, None)
-    d1 = tree["/top/Images/image_1/depth"]
-    assert d1["chunks"] == [110] and d1["filters"][-1] == "deflate" and d1["gzip_level"] == 9
-    assert tree["/top/Images/image_1/pixels"]["chunks"] is None
-    assert "/top/Images/image_2/pixels" not in tree and "/top/Images/image_2/depth" not in tree
-    r = open_read(path)
+    for index, (fmt, per_pixel) in enumerate(FORMATS):
+        size = 12 * per_pixel
+        got = (c_char * 49)(*([b"#"] * 49))
+        assert f"{image}{index}/depth" not in tree
+        if per_pixel:
+            stored = tree[f"{image}{index}/pixels"]
+            assert (stored["dtype"], stored["shape"], stored["chunks"], stored["value"]) == (
+                "int8", [size], None, [b - 256 if b > 127 else b for b in pixels[:size]])
+            assert lib.scn_read_image_pixels(r, index, got) == 0
+            assert bytes(got) == pixels[:size] + b"#" * (49 - size)
+        else:
+            assert f"{image}{index}/pixels" not in tree
+            assert lib.scn_read_image_pixels(r, index, got) == 1
+            assert c_out() == "Error opening dataset: pixels\n"
+    # Depth arrays over 100 values are compressed; pixels never.
+    d8, d9 = tree[image + "8/depth"], tree[image + "9/depth"]
+    assert (d8["dtype"], d8["value"], d8["chunks"], d8["filters"]) == ("float32", small, None, [])
+    assert (d9["chunks"], d9["filters"], d9["gzip_level"]) == ([110], ["shuffle", "deflate"], 9)
+    assert tree[image + "8/pixels"]["chunks"] is None
+    assert not [k for k in tree if k.startswith(image + "10/")]
     w, hgt, fmt, has = outs(4)
-    assert lib.scn_read_image_info(r, 1, w, hgt, fmt, has) == 0
+    assert lib.scn_read_image_info(r, 9, w, hgt, fmt, has) == 0
     assert (w.value, hgt.value, fmt.value, has.value) == (11, 10, 2, 1)
     got = (c_float * 110)()
-    assert lib.scn_read_image_depth(r, 1, got) == 0 and list(got) == large
+    assert lib.scn_read_image_depth(r, 9, got) == 0 and list(got) == large
+    assert lib.scn_read_image_depth(r, 0, got) == 1
+    assert c_out() == "Error opening dataset: depth\n"
     assert close(r) == 0
 
 
@@ -191,50 +152,24 @@ def test_unusable_image_arrays_are_refused(width, height, fmt, has_depth, messag
     assert lib.scn_write_image(h, 0, width, height, fmt, has_depth, pixels, None) == 1
     assert c_out() == message
     assert close(h) == 0
-    assert attrs_of(h5dump(path), "/top/Images/image_0")["width"] == width
-
-
-@pytest.mark.parametrize("attrs, pixels, message", [
-    ({"width": 2, "height": 2, "pixelFormat": 8}, list(range(20)), "Error reading dataset: pixels\n"),
-    ({"width": -2, "height": -2, "pixelFormat": 8}, list(range(12)), "Error reading dataset: pixels\n"),
-    ({"width": 65536, "height": 65536, "pixelFormat": 0}, list(range(4)), "Error reading dataset: pixels\n"),
-    ({"width": 2, "height": 2}, list(range(12)), "Error opening group for attribute: pixelFormat\n"),
-])
-def test_pixels_beyond_the_announced_size_are_refused(attrs, pixels, message, tmp_path, c_out):
-    path = tmp_path / "bad.h5"
-    tree = top()
-    tree["/top/Images"] = {"type": "group", "attrs": {"nImages": int_attr(1)}}
-    tree["/top/Images/image_0"] = {"type": "group",
-                                   "attrs": {k: int_attr(v) for k, v in attrs.items()}}
-    tree["/top/Images/image_0/pixels"] = {"type": "dataset", "dtype": "int8", "value": pixels}
-    h5build(path, tree)
-    r = open_read(path)
-    got = (c_char * 12)(*([b"#"] * 12))
-    assert lib.scn_read_image_pixels(r, 0, got) == 1
-    assert bytes(got) == b"#" * 12
-    assert c_out() == message
-    assert close(r) == 0
-
-
-# ---- queries -------------------------------------------------------------------
+    assert attrs_of(h5dump(path), "/top/Images/image_0")["width"] == ("int32", width)
 
 
 def test_query_texts(tmp_path, c_out):
     path = tmp_path / "query.h5"
     name = bytes(65 + i % 26 for i in range(100))
-    long_label = b"y" * 300
     h = open_write(path)
-    assert lib.scn_write_query(h, 0, name, None, long_label, 4) == 0
+    assert lib.scn_write_query(h, 0, name, None, b"y" * 300, 4) == 0
     assert lib.scn_write_query(h, 1, b"short", b"x axis", b"", -1) == 0
     assert close(h) == 0
-    tree = h5dump(path)
-    q0 = tree["/top/Queries/query_0"]["attrs"]
-    assert set(q0) == {"queryName", "xAxisLabel", "yAxisLabel", "partIndex"}  # no numAttrs
-    assert q0["queryName"]["shape"] == [256] and q0["queryName"]["dtype"] == "int8"
+    q0 = h5dump(path)["/top/Queries/query_0"]["attrs"]
+    # No numAttrs; texts fill 256-byte fields.
+    assert {k: (a["dtype"], a["shape"]) for k, a in q0.items()} == {
+        "queryName": ("int8", [256]), "xAxisLabel": ("int8", [256]),
+        "yAxisLabel": ("int8", [256]), "partIndex": ("int32", [])}
     assert q0["queryName"]["text"] == name.decode()
     assert q0["xAxisLabel"]["value"] == [0] * 256
     assert q0["yAxisLabel"]["value"] == [ord("y")] * 256
-    assert q0["partIndex"]["value"] == 4
 
     r = open_read(path)
     assert lib.scn_read_query_num(r) == 2
@@ -251,14 +186,102 @@ def test_query_texts(tmp_path, c_out):
     assert c_out() == ""
 
 
-def test_missing_query_text_leaves_the_buffer(tmp_path, c_out):
+def test_notes_round_trip(tmp_path, c_out):
+    """A negative index takes the next ("nNotes"); the length is the caller's."""
+    path = tmp_path / "notes.h5"
+    texts = (b"first", b"second note", b"3")
+    h = open_write(path)
+    for text in texts:
+        assert lib.scn_write_note(h, -1, len(text), text) == 0
+    assert lib.scn_write_note(h, 5, 4, b"abcdefgh") == 0
+    assert lib.scn_write_note(h, 6, 6, None) == 0
+    assert lib.scn_write_note(h, 7, 0, b"") == 0
+    assert close(h) == 0
+    tree = h5dump(path)
+    assert attrs_of(tree, "/top/Notes") == {"nNotes": ("int32", 6)}
+    for index, text in zip((0, 1, 2, 5, 6), texts + (b"abcd", b"\0" * 6)):
+        assert attrs_of(tree, f"/top/Notes/note_{index}") == {
+            "numAttrs": ("int32", 0), "noteLen": ("int32", len(text)),
+            "noteText": ("int8", list(text))}
+    assert "noteText" not in tree["/top/Notes/note_7"]["attrs"]
+    r = open_read(path)
+    assert lib.scn_read_note_num(r) == 6
+    n = c_int(0)
+    assert lib.scn_read_note_info(r, 1, n) == 0 and n.value == 11
+    buf = ctypes.create_string_buffer(b"#" * 12, 12)
+    assert lib.scn_read_note_text(r, 1, buf) == 0 and buf.raw == b"second note#"
+    assert lib.scn_read_note_text(r, 7, buf) == 0 and buf.raw == b"second note#"
+    assert c_out() == ""
+    assert lib.scn_read_note_text(r, 3, buf) == 1
+    assert c_out() == "scn_read_note_text: error opening group '/top/Notes/note_3'\n"
+    assert close(r) == 0
+
+
+def test_note_with_unreadable_counter(tmp_path, c_out):
+    path = tmp_path / "nocount.h5"
+    build(path, "Notes", {}, counter=False)
+    h = open_write(path, 1)
+    assert lib.scn_write_note(h, -1, 1, b"x") == 1
+    assert c_out() == ("Error opening group for attribute: nNotes\n"
+                       "scn_write_note: error reading existing nNotes\n")
+    assert close(h) == 0
+    assert [k for k in h5dump(path) if k.startswith("/top/Notes/")] == []
+
+
+@pytest.mark.parametrize("version, length", [("0.9", 256), ("1.00", 256), ("1.02", 256),
+                                             ("1.03", 11)])
+def test_note_lengths_by_file_version(version, length, tmp_path, c_out):
+    """Files before 1.03 store no length: their texts fill 256 bytes."""
+    path = tmp_path / "old.h5"
+    build(path, "Notes", {"note_0": {"noteLen": int_attr(11),
+                                     "noteText": text_attr("an old note", length)}}, version)
+    r = open_read(path)
+    n = c_int(0)
+    assert lib.scn_read_note_info(r, 0, n) == 0 and n.value == length
+    buf = ctypes.create_string_buffer(length)
+    assert lib.scn_read_note_text(r, 0, buf) == 0 and buf.value == b"an old note"
+    assert c_out() == ""
+    # Without a stored length, even a missing record reports 256.
+    assert lib.scn_read_note_info(r, 7, n) == (0 if length == 256 else 1) and n.value == length
+    assert close(r) == 0
+
+
+def pixels_of(attrs, n):
+    return {"image_0": {k: int_attr(v) for k, v in attrs.items()}, "image_0/pixels": list(range(n))}
+
+
+# Malformed files (of version 1.03, the first with note lengths): nothing is
+# read past what the record announces; (group, records, reader, buffer size, message).
+@pytest.mark.parametrize("group, records, read, size, message", [
+    ("Annots", {"annot_0": {"nQueries": int_attr(1)}, "annot_0/queryIndices": [1, 2, 3]},
+     lib.scn_read_annot_indices, 8, "Error reading dataset: queryIndices\n"),
+    ("Images", pixels_of({"width": 2, "height": 2, "pixelFormat": 8}, 20),
+     lib.scn_read_image_pixels, 12, "Error reading dataset: pixels\n"),
+    ("Images", pixels_of({"width": -2, "height": -2, "pixelFormat": 8}, 12),
+     lib.scn_read_image_pixels, 12, "Error reading dataset: pixels\n"),
+    ("Images", pixels_of({"width": 65536, "height": 65536, "pixelFormat": 0}, 4),
+     lib.scn_read_image_pixels, 12, "Error reading dataset: pixels\n"),
+    ("Images", pixels_of({"width": 2, "height": 2}, 12),
+     lib.scn_read_image_pixels, 12, "Error opening group for attribute: pixelFormat\n"),
+    ("Notes", {"note_0": {"noteLen": int_attr(4), "noteText": text_attr("x" * 10, 10)}},
+     lib.scn_read_note_text, 4, "Error reading attribute: noteText\n"),
+    ("Notes", {"note_0": {"noteLen": int_attr(-1), "noteText": text_attr("x" * 10, 10)}},
+     lib.scn_read_note_text, 4, "Error reading attribute: noteText\n"),
+])
+def test_malformed_records_are_refused(group, records, read, size, message, tmp_path, c_out):
+    path = tmp_path / "bad.h5"
+    build(path, group, records, "1.03")
+    r = open_read(path)
+    got = ctypes.create_string_buffer(b"#" * size, size)
+    assert read(r, 0, got) == 1 and got.raw == b"#" * size
+    assert c_out() == message
+    assert close(r) == 0
+
+
+def test_missing_or_overlong_query_text_leaves_the_buffer(tmp_path, c_out):
     path = tmp_path / "q.h5"
-    tree = top()
-    tree["/top/Queries"] = {"type": "group", "attrs": {"nQueries": int_attr(1)}}
-    tree["/top/Queries/query_0"] = {"type": "group", "attrs": {
-        "queryName": text_attr("abc"), "yAxisLabel": text_attr("b" * 300, 300),
-        "partIndex": int_attr(2)}}
-    h5build(path, tree)
+    build(path, "Queries", {"query_0": {"queryName": text_attr("abc"), "partIndex": int_attr(2),
+                                        "yAxisLabel": text_attr("b" * 300, 300)}})
     r = open_read(path)
     bufs = [ctypes.create_string_buffer(b"#" * 64, 64) for _ in range(3)]
     part = c_int(0)
@@ -268,98 +291,4 @@ def test_missing_query_text_leaves_the_buffer(tmp_path, c_out):
     assert part.value == 2
     assert c_out() == ("Error opening group for attribute: xAxisLabel\n"
                        "Error reading attribute: yAxisLabel\n")
-    assert close(r) == 0
-
-
-# ---- notes ---------------------------------------------------------------------
-
-
-def test_notes_with_negative_index_take_the_next(tmp_path, c_out):
-    path = tmp_path / "notes.h5"
-    h = open_write(path)
-    for text in (b"first", b"second note", b"3"):
-        assert lib.scn_write_note(h, -1, len(text), text) == 0
-    assert close(h) == 0
-    tree = h5dump(path)
-    assert attrs_of(tree, "/top/Notes") == {"nNotes": 3}
-    for i, text in enumerate((b"first", b"second note", b"3")):
-        rec = tree[f"/top/Notes/note_{i}"]["attrs"]
-        assert rec["numAttrs"]["value"] == 0 and rec["noteLen"]["value"] == len(text)
-        assert rec["noteText"]["shape"] == [len(text)] and rec["noteText"]["text"] == text.decode()
-    r = open_read(path)
-    assert lib.scn_read_note_num(r) == 3
-    n = c_int(0)
-    assert lib.scn_read_note_info(r, 1, n) == 0 and n.value == 11
-    buf = ctypes.create_string_buffer(b"#" * 12, 12)
-    assert lib.scn_read_note_text(r, 1, buf) == 0 and buf.raw == b"second note#"
-    assert close(r) == 0
-    assert c_out() == ""
-
-
-def test_note_length_is_the_callers(tmp_path):
-    path = tmp_path / "len.h5"
-    h = open_write(path)
-    assert lib.scn_write_note(h, 2, 4, b"abcdefgh") == 0
-    assert lib.scn_write_note(h, 3, 6, None) == 0
-    assert lib.scn_write_note(h, 4, 0, b"") == 0
-    assert close(h) == 0
-    tree = h5dump(path)
-    assert tree["/top/Notes/note_2"]["attrs"]["noteText"]["value"] == list(b"abcd")
-    assert tree["/top/Notes/note_3"]["attrs"]["noteText"]["value"] == [0] * 6
-    assert "noteText" not in tree["/top/Notes/note_4"]["attrs"]
-    r = open_read(path)
-    buf = ctypes.create_string_buffer(b"#", 1)
-    assert lib.scn_read_note_text(r, 4, buf) == 0 and buf.raw == b"#"
-    assert close(r) == 0
-
-
-def test_note_with_unreadable_counter(tmp_path, c_out):
-    path = tmp_path / "nocount.h5"
-    tree = top()
-    tree["/top/Notes"] = {"type": "group", "attrs": {}}
-    h5build(path, tree)
-    h = open_write(path, 1)
-    assert lib.scn_write_note(h, -1, 1, b"x") == 1
-    assert c_out() == ("Error opening group for attribute: nNotes\n"
-                       "scn_write_note: error reading existing nNotes\n")
-    assert close(h) == 0
-    assert [k for k in h5dump(path) if k.startswith("/top/Notes/")] == []
-
-
-@pytest.mark.parametrize("version", ["1.02", "1.00", "0.9"])
-def test_notes_of_files_before_1_03(version, tmp_path, c_out):
-    path = tmp_path / "old.h5"
-    tree = top(version)
-    tree["/top/Notes"] = {"type": "group", "attrs": {"nNotes": int_attr(1)}}
-    tree["/top/Notes/note_0"] = {"type": "group", "attrs": {
-        "noteText": text_attr("an old note", 256)}}
-    h5build(path, tree)
-    r = open_read(path)
-    for index in (0, 7):
-        n = c_int(0)
-        assert lib.scn_read_note_info(r, index, n) == 0 and n.value == 256
-    buf = ctypes.create_string_buffer(256)
-    assert lib.scn_read_note_text(r, 0, buf) == 0 and buf.value == b"an old note"
-    assert close(r) == 0
-    assert c_out() == ""
-
-
-@pytest.mark.parametrize("note_len, text_size, message", [
-    (4, 10, "Error reading attribute: noteText\n"),
-    (-1, 10, "Error reading attribute: noteText\n"),
-])
-def test_note_text_longer_than_its_length_is_refused(note_len, text_size, message, tmp_path,
-                                                     c_out):
-    path = tmp_path / "bad.h5"
-    tree = top("1.03")
-    tree["/top/Notes"] = {"type": "group", "attrs": {"nNotes": int_attr(1)}}
-    tree["/top/Notes/note_0"] = {"type": "group", "attrs": {
-        "noteLen": int_attr(note_len), "noteText": text_attr("x" * text_size, text_size)}}
-    h5build(path, tree)
-    r = open_read(path)
-    buf = ctypes.create_string_buffer(b"#" * 4, 4)
-    assert lib.scn_read_note_text(r, 0, buf) == 1 and buf.raw == b"####"
-    assert c_out() == message
-    assert lib.scn_read_note_text(r, 3, buf) == 1
-    assert c_out() == "scn_read_note_text: error opening group '/top/Notes/note_3'\n"
     assert close(r) == 0

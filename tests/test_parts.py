@@ -22,11 +22,10 @@ lib.declare("scn_read_rep_geoms", c_int, HandleP, c_int, IP)
 GUARD = -77
 TOP = {"/top": {"attrs": {"scn_api_version": text_attr("2.00.00"),
                           "scn_file_version": text_attr("2.00")}}}
-
-# (index, name, description, partType, static rep, dynamic rep)
-PARTS = [(0, "model", "the whole model", 0, 0, 1),
-         (1, "", "", 19, -1, 7),
-         (2, "n" * 255, "d" * 256, 1234, 3, 3)]
+# (index, name, description, partType, static rep, dynamic rep); part 5 is
+# first written as ("a", "b", 0, 1, 2).
+PARTS = [(0, "model", "the whole model", 0, 0, 1), (1, "", "", 19, -1, 7),
+         (5, "n" * 255, "d" * 256, 1234, 3, 3)]
 # (index, geoms, repType, rendAttrIndex)
 REPS = [(0, [], 1000, 0), (1, [4, 2, 9, 0], 1005, 2), (2, list(range(150)), 1002, 1)]
 
@@ -39,15 +38,18 @@ def read_part(r, index):
             lib.scn_read_part_static_rep(r, index), lib.scn_read_part_dynamic_rep(r, index))
 
 
-def field(text):
-    """A name as stored: 256 bytes, NUL-padded."""
-    return text.encode().ljust(256, b"\0")
-
-
-@pytest.fixture
-def written(tmp_path):
+def test_round_trip_and_layout(tmp_path, c_out):
+    h = open_write(None)
+    assert lib.scn_write_part(h, 0, b"a", b"b", 0, 0, 0) == 1
+    assert lib.scn_write_rep(h, 0, 1, 1000, ints([1]), 0) == 1
+    assert lib.scn_write_rendAttr(h, 0) == 1
+    assert c_out() == ("scn_write_part: error creating Parts group\n"
+                       "scn_write_rep: error creating Reps group\n"
+                       "scn_write_rendAttr: error creating RendAttrs group\n")
+    assert close(h) == 0
     p = tmp_path / "p.h5"
     h = open_write(p)
+    assert lib.scn_write_part(h, 5, b"a", b"b", 0, 1, 2) == 0
     for index, name, desc, ptype, srep, drep in PARTS:
         assert lib.scn_write_part(h, index, b(name), b(desc), ptype, srep, drep) == 0
     for index, geoms, rtype, rend in REPS:
@@ -56,33 +58,11 @@ def written(tmp_path):
     for index in (0, 1):
         assert lib.scn_write_rendAttr(h, index) == 0
     assert close(h) == 0
-    return p
 
-
-def test_round_trip(written, c_out):
-    r = open_read(written)
-    assert (lib.scn_read_part_num(r), lib.scn_read_rep_num(r), lib.scn_read_rendAttr_num(r)) \
-        == (3, 3, 2)
-    for index, name, desc, ptype, srep, drep in PARTS:
-        assert read_part(r, index) == (0, field(name), field(desc), ptype, srep, drep)
-    for index, geoms, rtype, rend in REPS:
-        n, t, ra = c_int(), c_int(), c_int()
-        assert lib.scn_read_rep_info(r, index, n, t, ra) == 0
-        assert (n.value, t.value, ra.value) == (len(geoms), rtype, rend)
-        if geoms:
-            buf = ints([GUARD] * (len(geoms) + 1))
-            assert lib.scn_read_rep_geoms(r, index, buf) == 0
-            assert list(buf) == geoms + [GUARD]
-    assert c_out() == ""
-    assert close(r) == 0
-
-
-def test_layout(written):
-    t = h5dump(written)
-    assert t["/top/Parts"]["attrs"]["nParts"]["value"] == 3
-    assert t["/top/Reps"]["attrs"]["nReps"]["value"] == 3
-    assert t["/top/RendAttrs"]["attrs"]["nRendAttrs"]["value"] == 2
-    part = t["/top/Parts/part_2"]["attrs"]
+    t = h5dump(p)
+    assert [t[f"/top/{g}"]["attrs"][f"n{g}"]["value"] for g in ("Parts", "Reps", "RendAttrs")] \
+        == [3, 3, 2]
+    part = t["/top/Parts/part_5"]["attrs"]
     assert {k: (a["dtype"], a["shape"]) for k, a in part.items()} == {
         "numAttrs": ("int32", []), "partName": ("int8", [256]), "partDesc": ("int8", [256]),
         "partType": ("int32", []), "staticRepIndex": ("int32", []),
@@ -93,62 +73,40 @@ def test_layout(written):
     assert part["partName"]["value"] == [ord("n")] * 255 + [0]
     assert t["/top/RendAttrs/rendAttr_1"]["attrs"] == \
         {"numAttrs": {"dtype": "int32", "shape": [], "value": 0}}
-    assert set(t["/top/Reps/rep_1"]["attrs"]) == {"numRepGeoms", "repType", "rendAttrIndex"}
+    assert {k: (a["dtype"], a["value"]) for k, a in t["/top/Reps/rep_1"]["attrs"].items()} == \
+        {"numRepGeoms": ("int32", 4), "repType": ("int32", 1005), "rendAttrIndex": ("int32", 2)}
     assert "/top/Reps/rep_0/geomIndicies" not in t
     small, big = t["/top/Reps/rep_1/geomIndicies"], t["/top/Reps/rep_2/geomIndicies"]
     assert (small["dtype"], small["value"], small["chunks"], small["filters"]) == \
         ("int32", [4, 2, 9, 0], None, [])
     assert (big["chunks"], big["filters"], big["gzip_level"]) == ([150], ["shuffle", "deflate"], 9)
 
-
-def test_rewrite_keeps_counter_and_tagged_count(tmp_path):
-    p = tmp_path / "p.h5"
-    h = open_write(p)
-    assert lib.scn_write_part(h, 5, b"a", b"b", 0, 1, 2) == 0
-    assert lib.scn_write_part(h, 5, b"c", b"d", 3, 4, 5) == 0
-    assert close(h) == 0
-    t = h5dump(p)
-    assert t["/top/Parts"]["attrs"]["nParts"]["value"] == 1
-    assert t["/top/Parts/part_5"]["attrs"]["partName"]["text"] == "c"
     r = open_read(p)
-    assert lib.scn_read_part_num(r) == 1
-    assert read_part(r, 5) == (0, field("c"), field("d"), 3, 4, 5)
-    assert close(r) == 0
-
-
-def test_missing_records_and_collections(tmp_path, c_out):
-    p = tmp_path / "p.h5"
-    h = open_write(p)
-    assert lib.scn_write_rep(h, 0, 0, 1000, None, 0) == 0
-    assert close(h) == 0
-    r = open_read(p)
-    assert (lib.scn_read_part_num(r), lib.scn_read_rendAttr_num(r)) == (0, 0)
-    assert c_out() == ""
+    assert (lib.scn_read_part_num(r), lib.scn_read_rep_num(r), lib.scn_read_rendAttr_num(r)) \
+        == (3, 3, 2)
+    for index, name, desc, ptype, srep, drep in PARTS:
+        fields = [text.encode().ljust(256, b"\0") for text in (name, desc)]
+        assert read_part(r, index) == (0, *fields, ptype, srep, drep)
+    for index, geoms, rtype, rend in REPS:
+        n, rt, ra = c_int(), c_int(), c_int()
+        assert lib.scn_read_rep_info(r, index, n, rt, ra) == 0
+        assert (n.value, rt.value, ra.value) == (len(geoms), rtype, rend)
+        buf = ints([GUARD] * (len(geoms) + 1))
+        assert lib.scn_read_rep_geoms(r, index, buf) == (0 if geoms else 1)
+        assert list(buf) == geoms + [GUARD]
+    assert c_out() == "Error opening dataset: geomIndicies\n"  # rep 0 has no geoms
+    # Null outputs read nothing; missing records are reported.
+    assert lib.scn_read_part_info(r, 0, None, None, None) == 0
+    assert lib.scn_read_rep_info(r, 1, None, None, None) == 0
+    assert lib.scn_read_rep_geoms(r, 1, None) == 0
     assert lib.scn_read_part_static_rep(r, 4) == -1
     assert lib.scn_read_part_dynamic_rep(r, 4) == -1
-    assert lib.scn_read_part_info(r, 4, None, None, None) == 1
     assert lib.scn_read_rep_geoms(r, 9, None) == 1
     assert c_out() == (
         "scn_read_part_static_rep: error opening group '/top/Parts/part_4'\n"
         "scn_read_part_dynamic_rep: error opening group '/top/Parts/part_4'\n"
-        "scn_read_part_info: error opening group '/top/Parts/part_4'\n"
         "scn_read_rep_info: error opening group '/top/Reps/rep_9'\n")
-    # A rep without geoms: its info reads, its geom array does not exist.
-    n = c_int(-1)
-    assert lib.scn_read_rep_info(r, 0, n, None, None) == 0 and n.value == 0
-    buf = ints([GUARD])
-    assert lib.scn_read_rep_geoms(r, 0, buf) == 1 and list(buf) == [GUARD]
-    assert c_out() == "Error opening dataset: geomIndicies\n"
     assert close(r) == 0
-
-
-def test_null_outputs_read_nothing(written, c_out):
-    r = open_read(written)
-    assert lib.scn_read_part_info(r, 0, None, None, None) == 0
-    assert lib.scn_read_rep_info(r, 1, None, None, None) == 0
-    assert lib.scn_read_rep_geoms(r, 1, None) == 0
-    assert close(r) == 0
-    assert c_out() == ""
 
 
 # Malformed files: nothing may be written past the 256-byte name buffers or
@@ -186,18 +144,3 @@ def test_overlong_name_is_refused(tmp_path, c_out):
     assert (desc.value, ptype.value) == (b"ok", 2)
     assert c_out() == "Error reading attribute: partName\n"
     assert close(r) == 0
-
-
-@pytest.mark.parametrize("write,message", [
-    (lambda h: lib.scn_write_part(h, 0, b"a", b"b", 0, 0, 0),
-     "scn_write_part: error creating Parts group\n"),
-    (lambda h: lib.scn_write_rep(h, 0, 1, 1000, ints([1]), 0),
-     "scn_write_rep: error creating Reps group\n"),
-    (lambda h: lib.scn_write_rendAttr(h, 0),
-     "scn_write_rendAttr: error creating RendAttrs group\n"),
-])
-def test_write_without_file_fails(c_out, write, message):
-    h = open_write(None)
-    assert write(h) == 1
-    assert c_out() == message
-    assert close(h) == 0
