@@ -59,18 +59,6 @@ def fptr(arr):
     return arr.ctypes.data_as(F)
 
 
-def iptr(arr):
-    return arr.ctypes.data_as(I)
-
-
-def out_ints(n=1, fill=-77):
-    return np.full(n, fill, dtype=np.int32)
-
-
-def out_floats(n=1, fill=-77.0):
-    return np.full(n, fill, dtype=np.float32)
-
-
 def floats(*values):
     return np.array(values, np.float32)
 
@@ -147,3 +135,47 @@ def f32(values):
 
 def i32(values):
     return {"type": "dataset", "dtype": "int32", "value": list(values)}
+
+
+G = "/top/Geoms/geom_%d"
+
+
+def version_attrs(style):
+    """Version attributes of a legacy file."""
+    if style == "rw_release":  # the oldest files: file version "1.00"
+        return {"api_version": text_attr("1.0"), "rw_release": text_attr("7")}
+    return {"scn_api_version": text_attr("1.50.00"), "scn_file_version": text_attr("1.50")}
+
+
+def legacy_tree(node_counts=(5, 0, 7), style="scn", n_geoms=None):
+    """Geoms with the given node counts (None: no "nodes" group); geoms with
+    nodes carry element lists of two records, each with one variable group."""
+    tree = {"/top": {"attrs": version_attrs(style)},
+            "/top/Vars/var_0": group(varKind=3100), "/top/Vars/var_1": group(varKind=3101),
+            "/top/Geoms": group(nGeoms=len(node_counts) if n_geoms is None else n_geoms)}
+    for g, n in enumerate(node_counts):
+        tree[G % g] = group(extentsProvided=1, empty=0)
+        tree[G % g + "/extents"] = f32([g, g, g, g + 1, g + 1, g + 1])
+        if n is None:
+            continue
+        tree[G % g + "/nodes"] = group(numNodes=n, nodeDimension=3, hasNodeIds=1,
+                                       numNodalVars=1, nodeNormalIndex=10 + g)
+        if n:
+            tree[G % g + "/nodes/coords"] = f32(range(100 * g, 100 * g + 3 * n))
+            tree[G % g + "/nodes/ids"] = i32(range(10 * g, 10 * g + n))
+        tree[G % g + "/nodes/var_0"] = group(varIndex=0, numValues=n, useUndefined=1,
+                                             undefinedValue=float(-g))
+        tree[G % g + "/nodes/var_0/vals"] = f32([g + 0.5] * n)
+        lists = G % g + "/elemlists"
+        tree[lists] = group(numElementLists=2, numElemVars=1, elemNormalIndex=20 + g,
+                            hasElemIds=1)
+        for rec in range(2):
+            path = f"{lists}/elemlist_{rec}"
+            tree[path] = group(elemListType=2004 + rec, elemCount=1, lenList=3)
+            tree[path + "/conn"] = i32([g, rec, 9])
+            tree[path + "/ids"] = i32([1000 * g + rec])
+            # slot information of list L lives in the variable group of record L
+            tree[path + "/var_0"] = group(varIndex=rec, useUndefined=rec, numValues=1,
+                                          undefinedValue=float(100 * g + rec))
+            tree[path + "/var_0/vals"] = f32([g + rec / 4] * (1 if rec == 0 else 3))
+    return tree
