@@ -18,7 +18,8 @@ def read_isolated(tmp_path, tree, body):
     it. `body` stores results in `res`; returns (res, what was printed)."""
     path, out = tmp_path / "legacy.h5", tmp_path / "res.json"
     h5build(path, tree)
-    src = ("import json\nfrom geomlib import call\n"
+    src = ("import json, signal\nfrom geomlib import call\n"
+           "signal.alarm(60)\n"  # a scan that never ends fails rather than hangs
            "from scnlib import close, lib, open_read\n"
            f"r = open_read({str(path)!r})\nres = {{}}\n" + textwrap.dedent(body)
            + f"\nclose(r)\nlib.flush()\njson.dump(res, open({str(out)!r}, 'w'))\n")
