@@ -1,5 +1,5 @@
-"""ctypes signatures of the variable, geometry and element-list entries, and
-the table-driven check their tests share."""
+"""ctypes signatures of the variable, geometry and element-list entries, the
+table-driven check their tests share, and builders of hand-made files."""
 import ctypes
 from ctypes import POINTER, c_char_p, c_float, c_int
 
@@ -68,17 +68,17 @@ def ints(*values):
 
 
 def call(entry, *args):
-    """Calls C entry `entry`. numpy arrays pass as pointers; a spec passes a
-    fresh output filled with -77 (bytes 1 for text): "i"/"f" one int/float,
+    """Calls C entry `entry`. numpy arrays pass as pointers; an output code passes
+    a fresh output filled with -77 (bytes 1 for text): "i"/"f" one int/float,
     "i7"/"f7" an array, "s40" a text buffer. Returns (status, [each output's
     value: a number, a list, or the buffer's raw bytes])."""
     outs, cargs = [], []
     for arg in args:
         if isinstance(arg, str):
-            spec, n = arg, int(arg[1:] or 1)
-            arg = (ctypes.create_string_buffer(b"\x01" * n) if spec[0] == "s" else
-                   np.full(n, -77, np.int32 if spec[0] == "i" else np.float32))
-            outs.append((arg, len(spec) > 1))
+            code, n = arg, int(arg[1:] or 1)
+            arg = (ctypes.create_string_buffer(b"\x01" * n) if code[0] == "s" else
+                   np.full(n, -77, np.int32 if code[0] == "i" else np.float32))
+            outs.append((arg, len(code) > 1))
         if isinstance(arg, np.ndarray):
             arg = arg.ctypes.data_as(I if arg.dtype == np.int32 else F)
         cargs.append(arg)
