@@ -36,6 +36,7 @@ for _name, _args in _SIGNATURES.items():
     w.declare(_name, c_int, *_args)
 
 RENDATTR, VPORT = 2, 3
+SCALAR, VECTOR, NVECTOR, CSCALAR, CVECTOR, CONSTANT = range(3100, 3106)
 TOP = {"/top": {"attrs": {"scn_api_version": text_attr("2.00.00"),
                           "scn_file_version": text_attr("2.00")}}}
 
@@ -110,3 +111,69 @@ class Writer:
             else:
                 buf = ints(values)
             self.attr(kind, index, tag, ctypes.cast(buf, c_void_p))
+
+
+def channels(*counts):
+    """Palette channels: channel c has control points i / 10, colours c + i / 100."""
+    return [([i / 10 for i in range(n)], [c + i / 100 for i in range(n)])
+            for c, n in enumerate(counts)]
+
+
+def values(count, components, base):
+    return [base + i for i in range(count * max(components, 1))]
+
+
+# Variable i, also node and element slot i: name, description, kind, floats
+# per value and the writer's options.
+VARS = [
+    ("pressure", "static pressure", SCALAR, 1, {}),
+    ("velocity", "", VECTOR, 3, {"centering": 3001, "lo": [1, 2, 3], "hi": [4, 5, 6]}),
+    ("normal", "", NVECTOR, 3, {}),
+    ("z", "", CSCALAR, 2, {"lo": [-1.0], "hi": [1.0]}),
+    ("hsv", "", CVECTOR, 6, {"centering": 77}),
+    ("n" * 64, "d" * 128, CONSTANT, 0, {"lo": [1.0], "hi": [2.0]}),
+]
+NODES = 4
+ELEMS = [  # type, element count, connectivity, its shape as read
+    (2004, 2, [0, 1, 2, 1, 2, 3], (2, 3)),
+    (2001, 3, [0, 1, 1, 2, 2, 3], (3, 2)),
+    (2006, 1, [0, 1, 2, 3], (1, 4)),
+    (2003, 2, [3, 0, 1, 2, 3, 1, 2, 3], (8,)),
+    (2004, 1, [0, 1], (2,)),  # shorter than a triangle: kept flat
+]
+
+
+def write_scene(path):
+    """A file with records of every family the file object reads."""
+    with Writer(path) as f:
+        f.scene(0, b"intro", 120, 1, 100, 2, 1, 0, 29.97)
+        f.scene(1, "é".encode() * 128, 0, 0, 0, 1, 0, 0, -24.9)
+        f.psrc_steps(0, [3, 1, 4], [0.5, 1.5, 2.5], step_id=7)
+        f.psrc_steps(1, [], [], step_id=-2)
+        f.part(0, b"wing", b"left wing", 2, 0, 1)
+        f.part(1, b"x" * 256, b"", 1234, -1, 5)
+        f.rep_geoms(0, [4, 2, 9], rep_type=1005, rend_attr=3)
+        f.rep_geoms(1, [], rep_type=1000)
+        f.vport_parts(0, [])
+        f.vport_parts(1, [5, 0, 2])
+        f.rendAttr(0)
+        f.rendAttr(1)
+        f.attrs(RENDATTR, 1, [(_oxm.OXR_RENDATTR_INSTANCE, [])])  # instances without a count
+        for var, (name, desc, kind, _, options) in enumerate(VARS):
+            f.variable(var, name, kind, desc=desc, **options)
+        f.palette(2, "rainbow", 10, channels(2, 3, 4, 2), interp=10, lo=-1.0, hi=2.0, samples=64)
+        f.palette(4, "p" * 40, 20, channels(1, 0, 2, 3), interp=20)
+        f.geom(0, 0, 0, 1, 0, floats([-1, -2, -3]), floats([1, 2, 3]))
+        f.geom(1, 1, 1, 0, 1, None, None)
+        f.node_set(0, [float(i) for i in range(NODES * 3)], 3, ids=[11, 12, 13, 14],
+                   nvars=len(VARS), normal=-1)
+        f.node_set(1, [], 2)
+        f.elem_list(0, len(ELEMS), len(VARS), 4, 1)
+        f.elem_list(1, 1, 0, -1, 0)
+        for rec, (etype, count, conn, _) in enumerate(ELEMS):
+            f.elem_rec(0, rec, etype, count, conn, list(range(100, 100 + count)))
+        f.elem_rec(1, 0, 2004, 1, [0, 1, 2])
+        for var, (_, _, _, comps, _) in enumerate(VARS):
+            f.nodes_var(0, var, var, NODES, var % 2, -99.0, floats(values(NODES, comps, 100)))
+            f.elem_list_var_info(0, var, var, 1 - var % 2, 1e30)
+            f.elem_var(0, 0, var, var, 2, floats(values(2, comps, 10 * var)))
