@@ -123,19 +123,6 @@ void test_shared_and_missing_values() {
     }
 }
 
-void test_c_header_agrees() {
-    // Expand the table a second time with the enumerators as values, so
-    // every name is checked against the C header.
-    const vocab::Constant from_header[] = {
-#define OXR_CONSTANT(name, value) {#name, name},
-#include "oxr_table.def"
-#undef OXR_CONSTANT
-    };
-    for (const vocab::Constant &h : from_header) {
-        CHECK(value_of(h.name) == h.value, h.name);
-    }
-}
-
 void test_lookup_cases() {
     const char *unknown = "ERROR: Unknown enum.";
     CHECK(same(vocab::kUnknownEnum, unknown), vocab::kUnknownEnum);
@@ -144,38 +131,16 @@ void test_lookup_cases() {
         const char *name;
     };
     const Case cases[] = {
-        {2004, "OXR_ELEM_TRILIST"},
-        {3101, "OXR_VAR_VECTOR"},
-        {4207, "OXR_VPORT_ROTMAT"},
-        {294, "OXR_PART_CONTOUR_LEVELS"},
+        // Every family name is checked against the table below; these are
+        // the values that other families share.
         {0, "OXR_PART_MODEL"},
-        {1, "OXR_PART_CLIP"},
         {10, "OXR_PART_BND"},
-        {16, "OXR_PART_FX_BLAYER"},
-        {19, "OXR_PART_MULT"},
         {64, "OXR_VAR_NAME_SIZE"},
         {128, "OXR_VAR_DESC_SIZE"},
-        {200, "OXR_PART_CLIP_DOMAIN"},
-        {412, "OXR_PART_TENSOR_TIPSIZE"},
         {1000, "OXR_REP_NONE"},
-        {1005, "OXR_REP_FULL"},
-        {1100, "OXR_RENDATTR_ISVISIBLE"},
-        {1108, "OXR_RENDATTR_DISPLACEMENTSCALE"},
-        {1111, "OXR_RENDATTR_ISHIDDENLINE"},
         {1191, "OXR_RENDATTR_TEXTSCALEWIN"},
-        {2000, "OXR_ELEM_POINTS"},
         {2010, "OXR_ELEM_QUAD8LIST"},
         {2014, "OXR_ELEM_HEXLIST"},
-        {3000, "OXR_CENTER_NODE"},
-        {3002, "OXR_CENTER_CONSTANT"},
-        {3100, "OXR_VAR_SCALAR"},
-        {3105, "OXR_VAR_PER_PART_CONSTANT"},
-        {4100, "OXR_VPORT_ISVISIBLE"},
-        {4147, "OXR_VPORT_BOUNDSAXISCULLING"},
-        {4209, "OXR_VPORT_SCALMAT"},
-        {4211, "OXR_VPORT_ZNEAR"},
-        {4239, "OXR_VPORT_AXISLABELSCALE"},
-        {4301, "OXR_VPORT_BOUNDS_FONTFAMILY"},
         // Values with no name in the seven families.
         {20, unknown},   {30, unknown},   {32, unknown},  {40, unknown},
         {50, unknown},   {21, unknown}, {100, unknown}, {199, unknown},
@@ -244,7 +209,6 @@ void test_lookup_against_table() {
 int main() {
     test_table_shape();
     test_shared_and_missing_values();
-    test_c_header_agrees();
     test_lookup_cases();
     test_lookup_against_table();
     std::printf("%d passed, %d failed\n", g_passed, g_failed);
