@@ -78,15 +78,15 @@ def dump(path):
     json.dump(tree, sys.stdout)
 
 
-def _attr_value(spec):
-    dtype = np.dtype(spec["dtype"])
-    if "text" in spec:
-        raw = spec["text"].encode("latin-1")
-        size = spec.get("size", len(raw))
+def _attr_value(desc):
+    dtype = np.dtype(desc["dtype"])
+    if "text" in desc:
+        raw = desc["text"].encode("latin-1")
+        size = desc.get("size", len(raw))
         buf = np.zeros(size, dtype=np.uint8)
         buf[: min(len(raw), size)] = np.frombuffer(raw[:size], dtype=np.uint8)
         return buf.view(np.int8).astype(dtype)
-    return np.asarray(spec["value"], dtype=dtype)
+    return np.asarray(desc["value"], dtype=dtype)
 
 
 def build(path, tree):
@@ -98,8 +98,8 @@ def build(path, tree):
                 data = _attr_value(entry)
                 obj = f.create_dataset(key, data=data, chunks=entry.get("chunks"),
                                        compression=entry.get("compression"))
-            for name, spec in entry.get("attrs", {}).items():
-                obj.attrs.create(name, _attr_value(spec))
+            for name, desc in entry.get("attrs", {}).items():
+                obj.attrs.create(name, _attr_value(desc))
 
 
 if __name__ == "__main__":
