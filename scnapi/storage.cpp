@@ -28,12 +28,17 @@ H5Id open_attribute_for(hid_t gid, const char *name, hssize_t count) {
     return H5Id();
 }
 
-// Shared body of the three attribute writers. `n` is 0 for a scalar.
-int write_attribute(hid_t gid, const char *name, hid_t type, hsize_t n, const void *data) {
-    H5Id attr = open_attribute_for(gid, name, n == 0 ? 1 : static_cast<hssize_t>(n));
+// Marks a scalar attribute for write_attribute (string attributes are
+// arrays, of any length including 0).
+constexpr hssize_t kScalar = -1;
+
+// Shared body of the three attribute writers.
+int write_attribute(hid_t gid, const char *name, hid_t type, hssize_t n, const void *data) {
+    const hsize_t dims = n == kScalar ? 1 : static_cast<hsize_t>(n);
+    H5Id attr = open_attribute_for(gid, name, n == kScalar ? 1 : n);
     H5Id space;
     if (!attr) {
-        space = dataspace_id(n == 0 ? H5Screate(H5S_SCALAR) : H5Screate_simple(1, &n, nullptr));
+        space = dataspace_id(n == kScalar ? H5Screate(H5S_SCALAR) : H5Screate_simple(1, &dims, nullptr));
         if (!space) {
             std::printf("Error creating dataspace for attribute: %s\n", name);
             return -1;
@@ -44,7 +49,9 @@ int write_attribute(hid_t gid, const char *name, hid_t type, hsize_t n, const vo
             return -1;
         }
     }
-    if (H5Awrite(attr.get(), type, data) < 0) {
+    // An empty string attribute has no value to write (and HDF5 refuses a
+    // write from a null buffer even of nothing).
+    if (n != 0 && H5Awrite(attr.get(), type, data) < 0) {
         std::printf("Error writing attribute: %s\n", name);
         return -1;
     }
@@ -157,15 +164,15 @@ hssize_t read_dataset(hid_t gid, const char *name, hid_t type, void *buf, hsize_
 }  // namespace
 
 int write_att_str(hid_t gid, const char *name, hsize_t n, const char *value) {
-    return write_attribute(gid, name, H5T_NATIVE_SCHAR, n, value);
+    return write_attribute(gid, name, H5T_NATIVE_SCHAR, static_cast<hssize_t>(n), value);
 }
 
 int write_att_int(hid_t gid, const char *name, int value) {
-    return write_attribute(gid, name, H5T_NATIVE_INT, 0, &value);
+    return write_attribute(gid, name, H5T_NATIVE_INT, kScalar, &value);
 }
 
 int write_att_flt(hid_t gid, const char *name, float value) {
-    return write_attribute(gid, name, H5T_NATIVE_FLOAT, 0, &value);
+    return write_attribute(gid, name, H5T_NATIVE_FLOAT, kScalar, &value);
 }
 
 int read_att_str(hid_t gid, const char *name, char *buf, hsize_t capacity, int quiet) {

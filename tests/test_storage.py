@@ -29,6 +29,7 @@ EXPECTED = """\
 == att_flt -> 0
 == att_str -> 0
 == att_str_wider -> 0
+== att_str_empty -> 0
 == read_chr12_terminated -> 0
 text=hello world!
 Error reading dataset: chr12
@@ -109,6 +110,8 @@ def test_values_and_overwrites(probe):
     assert attrs["rate"] == {"dtype": "float32", "shape": [], "value": 24.5}
     # A string attribute of another width is replaced, not overrun.
     assert attrs["label"]["shape"] == [4] and attrs["label"]["text"] == "wxyz"
+    # A string of width 0 is an empty array, not a scalar.
+    assert (attrs["empty"]["dtype"], attrs["empty"]["shape"]) == ("int8", [0])
 
 
 def test_collection_layout(probe):

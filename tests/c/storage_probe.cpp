@@ -54,6 +54,7 @@ void write_datasets(scnapi_handle *h) {
     step("att_flt", write_att_flt(top.get(), "rate", 24.5f));
     step("att_str", write_att_str(top.get(), "label", 8, "abcdefgh"));
     step("att_str_wider", write_att_str(top.get(), "label", 4, "wxyz"));
+    step("att_str_empty", write_att_str(top.get(), "empty", 0, nullptr));
     // A dataset created but never written.
     hsize_t n = 4;
     hid_t space = H5Screate_simple(1, &n, nullptr);
