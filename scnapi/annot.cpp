@@ -28,10 +28,6 @@ Collection family_with_attrs(const char *entry, const char *group, const char *c
 }
 
 // Reads an int attribute into `out` unless it is null; 1 on a failed read.
-int read_int_item(hid_t record, const char *name, int *out) {
-    return out && read_att_int(record, name, out, 0) < 0 ? 1 : 0;
-}
-
 std::string close_message(const char *entry, const char *word) {
     return std::string(entry) + ": error closing " + word + " group";
 }

@@ -143,6 +143,10 @@ int read_count(const scnapi_handle *h, const std::string &path, const char *coun
     return count;
 }
 
+int read_int_item(hid_t record, const char *name, int *out) {
+    return out && read_att_int(record, name, out, 0) < 0 ? 1 : 0;
+}
+
 H5Id open_record(const scnapi_handle *h, const std::string &path, const char *entry) {
     H5Id record = open_group(file_of(h), path);
     if (!record) std::printf("%s: error opening group '%s'\n", entry, path.c_str());

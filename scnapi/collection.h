@@ -95,6 +95,10 @@ int read_count(const scnapi_handle *h, const std::string &path, const char *coun
 // "<entry>: error opening group '<path>'" and returns an invalid id.
 H5Id open_record(const scnapi_handle *h, const std::string &path, const char *entry);
 
+// One int item of a record for an output that may be null (then the item
+// is not read): 1 when it cannot be read (the reader reports it), else 0.
+int read_int_item(hid_t record, const char *name, int *out);
+
 // Reads one record: `read_items(record_group)` reads the requested items and
 // returns 0, or 1 if any of them failed (all are still attempted).
 template <class ReadItems>

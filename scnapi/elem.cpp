@@ -53,10 +53,6 @@ private:
 
 std::string list_path(int list) { return format_path("/top/ElemLists/elemlist_%d", list); }
 
-int read_item(hid_t gid, const char *name, int *out) {
-    return out && read_att_int(gid, name, out, 0) < 0 ? 1 : 0;
-}
-
 // Component count of the variable in slot `slot` of the list.
 bool slot_components(const scnapi_handle *h, const ElemLayout &layout, int slot,
                      const char *entry, int *components) {
@@ -178,10 +174,10 @@ int scn_read_elem_list_info(scnapi_handle *h, int elemListIndex, int *numElemRec
     return read_record(h, layout.list(), entry,
                        "scn_read_geom_elem_info: error closing elemlists group", [&](hid_t list) {
         int failed = 0;
-        failed |= read_item(list, layout.record_count(), numElemRecs);
-        failed |= read_item(list, "numElemVars", numElemVars);
-        failed |= read_item(list, "elemNormalIndex", elemNormalIndex);
-        failed |= read_item(list, "hasElemIds", hasElemIds);
+        failed |= read_int_item(list, layout.record_count(), numElemRecs);
+        failed |= read_int_item(list, "numElemVars", numElemVars);
+        failed |= read_int_item(list, "elemNormalIndex", elemNormalIndex);
+        failed |= read_int_item(list, "hasElemIds", hasElemIds);
         return failed;
     });
 }
@@ -194,8 +190,8 @@ int scn_read_elem_list_var_info(scnapi_handle *h, int elemListIndex, int varSlot
     return read_record(h, layout.slot(varSlot), entry,
                        "scn_read_elem_list_var_info: error closing var group", [&](hid_t slot) {
         int failed = 0;
-        failed |= read_item(slot, "varIndex", varIndex);
-        failed |= read_item(slot, "useUndefined", useUndefined);
+        failed |= read_int_item(slot, "varIndex", varIndex);
+        failed |= read_int_item(slot, "useUndefined", useUndefined);
         if (undefinedValue) failed |= read_att_flt(slot, "undefinedValue", undefinedValue, 0) < 0;
         return failed;
     });
@@ -211,9 +207,9 @@ int scn_read_elem_info(scnapi_handle *h, int elemListIndex, int elemIndex, int *
                                     : "scn_read_elem_info: error closing elem_ group";
     return read_record(h, layout.record(elemIndex), entry, close_message, [&](hid_t rec) {
         int failed = 0;
-        failed |= read_item(rec, "elemListType", elemListType);
-        failed |= read_item(rec, "elemCount", elemCount);
-        failed |= read_item(rec, "lenList", lenList);
+        failed |= read_int_item(rec, "elemListType", elemListType);
+        failed |= read_int_item(rec, "elemCount", elemCount);
+        failed |= read_int_item(rec, "lenList", lenList);
         return failed;
     });
 }

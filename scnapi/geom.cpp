@@ -137,10 +137,6 @@ std::string node_var_path(const scnapi_handle *h, const char *entry, int index, 
 }
 
 // Reads one int attribute into a wanted output; 1 on failure.
-int read_item(hid_t gid, const char *name, int *out) {
-    return out && read_att_int(gid, name, out, 0) < 0 ? 1 : 0;
-}
-
 // Reads a wanted int output, storing `fallback` when it cannot be read.
 int read_item_or(hid_t gid, const char *name, int *out, int fallback) {
     if (!out || read_att_int(gid, name, out, 0) == 0) return 0;
@@ -316,11 +312,11 @@ int scn_read_nodes_info(scnapi_handle *h, int nodesIndex, int *numNodes, int *no
                                     : "scn_read_nodes_info: error closing nodes group";
     return read_record(h, path, entry, close_message, [&](hid_t nodes) {
         int failed = 0;
-        failed |= read_item(nodes, "numNodes", numNodes);
-        failed |= read_item(nodes, "nodeDimension", nodeDimension);
-        failed |= read_item(nodes, "hasNodeIds", hasNodeIds);
-        failed |= read_item(nodes, "numNodalVars", numNodalVars);
-        failed |= read_item(nodes, "nodeNormalIndex", nodeNormalIndex);
+        failed |= read_int_item(nodes, "numNodes", numNodes);
+        failed |= read_int_item(nodes, "nodeDimension", nodeDimension);
+        failed |= read_int_item(nodes, "hasNodeIds", hasNodeIds);
+        failed |= read_int_item(nodes, "numNodalVars", numNodalVars);
+        failed |= read_int_item(nodes, "nodeNormalIndex", nodeNormalIndex);
         return failed;
     });
 }
@@ -356,9 +352,9 @@ int scn_read_nodes_var_info(scnapi_handle *h, int nodesIndex, int varSlot, int *
     return read_record(h, path, entry, "scn_read_nodes_var_info: error closing var group",
                        [&](hid_t var) {
         int failed = 0;
-        failed |= read_item(var, "varIndex", varIndex);
-        failed |= read_item(var, "numValues", numValues);
-        failed |= read_item(var, "useUndefined", useUndefined);
+        failed |= read_int_item(var, "varIndex", varIndex);
+        failed |= read_int_item(var, "numValues", numValues);
+        failed |= read_int_item(var, "useUndefined", useUndefined);
         if (undefinedValue) failed |= read_att_flt(var, "undefinedValue", undefinedValue, 0) < 0;
         return failed;
     });

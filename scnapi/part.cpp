@@ -103,8 +103,7 @@ int scn_read_part_info(scnapi_handle *h, int partIndex, char *partName, char *pa
                            if (partDesc &&
                                read_att_str(g, "partDesc", partDesc, SCNAPI_NAME_LEN, 0) < 0)
                                status = 1;
-                           if (partType && read_att_int(g, "partType", partType, 0) < 0)
-                               status = 1;
+                           status |= read_int_item(g, "partType", partType);
                            return status;
                        });
 }
@@ -122,12 +121,9 @@ int scn_read_rep_info(scnapi_handle *h, int repIndex, int *numRepGeoms, int *rep
     return read_record(h, rep_path(repIndex), "scn_read_rep_info",
                        "scn_read_rep_info: error closing rep group", [&](hid_t g) {
                            int status = 0;
-                           if (numRepGeoms && read_att_int(g, "numRepGeoms", numRepGeoms, 0) < 0)
-                               status = 1;
-                           if (repType && read_att_int(g, "repType", repType, 0) < 0) status = 1;
-                           if (rendAttrIndex &&
-                               read_att_int(g, "rendAttrIndex", rendAttrIndex, 0) < 0)
-                               status = 1;
+                           status |= read_int_item(g, "numRepGeoms", numRepGeoms);
+                           status |= read_int_item(g, "repType", repType);
+                           status |= read_int_item(g, "rendAttrIndex", rendAttrIndex);
                            return status;
                        });
 }

@@ -108,10 +108,6 @@ int read_scene_sub(scnapi_handle *h, const char *entry, const std::string &where
     return read_record(h, path, entry, close_message.c_str(), read_items);
 }
 
-int read_int(hid_t g, const char *name, int *out) {
-    return out ? failed(read_att_int(g, name, out, 0)) : 0;
-}
-
 int read_name(hid_t g, const char *name, char *out) {
     return out ? failed(read_att_str(g, name, out, SCNAPI_NAME_LEN, 0)) : 0;
 }
@@ -286,10 +282,10 @@ int scn_read_scene_info(scnapi_handle *h, int sceneIndex, char *name, int *nPart
             else
                 status |= read_counter(g, "nViews", nViews);
             status |= read_counter(g, "nFrames", nFrames);
-            status |= read_int(g, "startFrame", startFrame);
-            status |= read_int(g, "endFrame", endFrame);
-            status |= read_int(g, "stride", stride);
-            status |= read_int(g, "loopMode", loopMode);
+            status |= read_int_item(g, "startFrame", startFrame);
+            status |= read_int_item(g, "endFrame", endFrame);
+            status |= read_int_item(g, "stride", stride);
+            status |= read_int_item(g, "loopMode", loopMode);
             // Older files may lack a run mode: it then reads as stopped.
             if (runMode && read_att_int(g, "runMode", runMode, 1) < 0) *runMode = 0;
             if (fps && read_att_flt(g, "fps", fps, 0) < 0) status = 1;
@@ -304,7 +300,7 @@ int scn_read_scene_part_info(scnapi_handle *h, int sceneIndex, int partIndex, ch
                           "scene part", [&](hid_t g) {
                               int status = read_name(g, "partName", name);
                               status |= read_name(g, "partDesc", desc);
-                              status |= read_int(g, "nFrames", nFrames);
+                              status |= read_int_item(g, "nFrames", nFrames);
                               return status;
                           });
 }
@@ -323,7 +319,7 @@ int scn_read_scene_part_frame(scnapi_handle *h, int sceneIndex, int partIndex,
 int scn_read_scene_annot_info(scnapi_handle *h, int sceneIndex, int annotIndex, int *nFrames) {
     return read_scene_sub(h, "scn_read_scene_annot_info",
                           format_path("scene_%d/annots/annot_%d", sceneIndex, annotIndex),
-                          "scene annot", [&](hid_t g) { return read_int(g, "nFrames", nFrames); });
+                          "scene annot", [&](hid_t g) { return read_int_item(g, "nFrames", nFrames); });
 }
 
 int scn_read_scene_annot_frame(scnapi_handle *h, int sceneIndex, int annotIndex,
@@ -342,8 +338,8 @@ int scn_read_scene_vport_info(scnapi_handle *h, int sceneIndex, int vportIndex, 
     return read_scene_sub(h, "scn_read_scene_vport_info",
                           format_path("scene_%d/vports/vport_%d", sceneIndex, vportIndex),
                           "scene vport", [&](hid_t g) {
-                              int status = read_int(g, "nParts", nParts);
-                              return status | read_int(g, "nFrames", nFrames);
+                              int status = read_int_item(g, "nParts", nParts);
+                              return status | read_int_item(g, "nFrames", nFrames);
                           });
 }
 
@@ -373,8 +369,8 @@ int scn_read_scene_aplane_info(scnapi_handle *h, int sceneIndex, int aplaneRecIn
     return read_scene_sub(h, "scn_read_scene_aplane_info",
                           format_path("scene_%d/aplanes/aplane_%d", sceneIndex, aplaneRecIndex),
                           "scene aplane", [&](hid_t g) {
-                              int status = read_int(g, "aplaneIndex", aplaneIndex);
-                              return status | read_int(g, "nAnnots", nAnnots);
+                              int status = read_int_item(g, "aplaneIndex", aplaneIndex);
+                              return status | read_int_item(g, "nAnnots", nAnnots);
                           });
 }
 
@@ -399,7 +395,7 @@ int scn_read_scene_view_vport_info(scnapi_handle *h, int sceneIndex, int viewInd
     return read_scene_sub(
         h, "scn_read_scene_view_vport_info",
         format_path("scene_%d/views/view_%d/vport_%d", sceneIndex, viewIndex, vportIndex),
-        "view vport", [&](hid_t g) { return read_int(g, "nFrames", nFrames); });
+        "view vport", [&](hid_t g) { return read_int_item(g, "nFrames", nFrames); });
 }
 
 int scn_read_scene_view_vport(scnapi_handle *h, int sceneIndex, int viewIndex, int vportIndex,

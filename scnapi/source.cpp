@@ -61,8 +61,8 @@ int read_source_info(const SourceFamily &f, scnapi_handle *h, int index, int *nS
     return read_record(h, record_path(f, index), entry.c_str(),
                        closing_record(entry, f).c_str(), [&](hid_t g) {
                            int status = 0;
-                           if (nSteps && read_att_int(g, "nSteps", nSteps, 0) < 0) status = 1;
-                           if (stepId && read_att_int(g, "stepId", stepId, 0) < 0) status = 1;
+                           status |= read_int_item(g, "nSteps", nSteps);
+                           status |= read_int_item(g, "stepId", stepId);
                            return status;
                        });
 }

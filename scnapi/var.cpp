@@ -41,10 +41,6 @@ constexpr Channel kChannels[OXR_PALETTE_MAX_CHANNELS] = {
 };
 
 // Reads one int attribute into a wanted output; 1 on failure.
-int read_int_item(hid_t gid, const char *name, int *out) {
-    return out && read_att_int(gid, name, out, 0) < 0 ? 1 : 0;
-}
-
 }  // namespace
 
 namespace scnapi {

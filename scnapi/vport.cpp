@@ -46,7 +46,7 @@ int read_index_count(const scnapi_handle *h, const char *entry, const IndexFamil
                      int *n) {
     std::string close = close_message(entry, f);
     return read_record(h, record_path(f, index), entry, close.c_str(), [&](hid_t record) {
-        return n && read_att_int(record, f.count, n, 0) < 0 ? 1 : 0;
+        return read_int_item(record, f.count, n);
     });
 }
 
