@@ -27,17 +27,12 @@ Collection family_with_attrs(const char *entry, const char *group, const char *c
     return c;
 }
 
-// Reads an int attribute into `out` unless it is null; 1 on a failed read.
-std::string close_message(const char *entry, const char *word) {
-    return std::string(entry) + ": error closing " + word + " group";
-}
-
 // Reads items of record `index` of a family with `read_items`, under the
 // reader convention with the entry's own messages.
 template <class ReadItems>
 int read_item(const scnapi_handle *h, const char *entry, const char *path_format,
               const char *word, int index, ReadItems &&read_items) {
-    std::string close = close_message(entry, word);
+    std::string close = closing_message(entry, word);
     return read_record(h, format_path(path_format, index), entry, close.c_str(), read_items);
 }
 

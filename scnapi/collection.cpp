@@ -20,8 +20,8 @@ Collection::Messages standard_messages(const std::string &entry, const std::stri
     m.create_record = p + "error creating " + record + "_n group";
     m.read_counter = p + "error reading existing " + counter;
     m.write_counter = p + "error writing incremented " + counter;
-    m.close_group = p + "error closing " + group + " group";
-    m.close_record = p + "error closing " + record + "_n group";
+    m.close_group = closing_message(entry, group);
+    m.close_record = closing_message(entry, record + "_n");
     return m;
 }
 
@@ -141,6 +141,10 @@ int read_count(const scnapi_handle *h, const std::string &path, const char *coun
         return -1;
     }
     return count;
+}
+
+std::string closing_message(const std::string &entry, const std::string &what) {
+    return entry + ": error closing " + what + " group";
 }
 
 int read_int_item(hid_t record, const char *name, int *out) {

@@ -95,6 +95,10 @@ int read_count(const scnapi_handle *h, const std::string &path, const char *coun
 // "<entry>: error opening group '<path>'" and returns an invalid id.
 H5Id open_record(const scnapi_handle *h, const std::string &path, const char *entry);
 
+// The diagnostic of a group that cannot be closed:
+// "<entry>: error closing <what> group".
+std::string closing_message(const std::string &entry, const std::string &what);
+
 // One int item of a record for an output that may be null (then the item
 // is not read): 1 when it cannot be read (the reader reports it), else 0.
 int read_int_item(hid_t record, const char *name, int *out);

@@ -19,7 +19,7 @@ namespace {
 Collection family(const char *entry, const char *group, const char *counter, const char *record,
                   bool tagged) {
     Collection c = collection(entry, group, counter, record);
-    c.msg.close_record = std::string(entry) + ": error closing " + record + " group";
+    c.msg.close_record = closing_message(entry, record);
     if (tagged) c.on_create = init_num_attrs;
     return c;
 }

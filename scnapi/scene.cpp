@@ -104,7 +104,7 @@ template <class ReadItems>
 int read_scene_sub(scnapi_handle *h, const char *entry, const std::string &where,
                    const char *what, ReadItems &&read_items) {
     const std::string path = "/top/Scenes/" + where;
-    const std::string close_message = std::string(entry) + ": error closing " + what + " group";
+    const std::string close_message = closing_message(entry, what);
     return read_record(h, path, entry, close_message.c_str(), read_items);
 }
 

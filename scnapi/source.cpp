@@ -31,10 +31,6 @@ std::string record_path(const SourceFamily &f, int index) {
     return format_path("/top/%s/%s_%d", f.group, f.word, index);
 }
 
-std::string closing_record(const std::string &entry, const SourceFamily &f) {
-    return entry + ": error closing " + f.word + " group";
-}
-
 int write_source(const SourceFamily &f, scnapi_handle *h, int index, int nSteps, int stepId,
                  const int *indices, const float *stepValues) {
     const std::string entry = entry_name("write", f);
@@ -51,7 +47,7 @@ int write_source(const SourceFamily &f, scnapi_handle *h, int index, int nSteps,
 
 int read_source_num(const SourceFamily &f, scnapi_handle *h) {
     const std::string entry = entry_name("read", f, "_num");
-    const std::string close_message = entry + ": error closing " + f.group + " group";
+    const std::string close_message = closing_message(entry, f.group);
     return read_count(h, format_path("/top/%s", f.group), f.counter, close_message.c_str());
 }
 
@@ -59,7 +55,7 @@ int read_source_info(const SourceFamily &f, scnapi_handle *h, int index, int *nS
                      int *stepId) {
     const std::string entry = entry_name("read", f, "_info");
     return read_record(h, record_path(f, index), entry.c_str(),
-                       closing_record(entry, f).c_str(), [&](hid_t g) {
+                       closing_message(entry, f.word).c_str(), [&](hid_t g) {
                            int status = 0;
                            status |= read_int_item(g, "nSteps", nSteps);
                            status |= read_int_item(g, "stepId", stepId);
@@ -71,7 +67,7 @@ int read_source_steps(const SourceFamily &f, scnapi_handle *h, int index, int *i
                       float *stepValues) {
     const std::string entry = entry_name("read", f, "_steps");
     return read_record(h, record_path(f, index), entry.c_str(),
-                       closing_record(entry, f).c_str(), [&](hid_t g) {
+                       closing_message(entry, f.word).c_str(), [&](hid_t g) {
                            int status = 0;
                            if (indices && read_counted_int(g, {"nSteps"}, f.indices, indices) < 0)
                                status = 1;

@@ -28,10 +28,6 @@ std::string record_path(const IndexFamily &f, int index) {
     return format_path("/top/%s/%s_%d", f.group, f.record, index);
 }
 
-std::string close_message(const char *entry, const IndexFamily &f) {
-    return std::string(entry) + ": error closing " + f.record + " group";
-}
-
 int write_index_record(const scnapi_handle *h, const char *entry, const IndexFamily &f,
                        int index, int n, const int *indices) {
     Collection c = collection(entry, f.group, f.counter, f.record);
@@ -44,7 +40,7 @@ int write_index_record(const scnapi_handle *h, const char *entry, const IndexFam
 
 int read_index_count(const scnapi_handle *h, const char *entry, const IndexFamily &f, int index,
                      int *n) {
-    std::string close = close_message(entry, f);
+    std::string close = closing_message(entry, f.record);
     return read_record(h, record_path(f, index), entry, close.c_str(), [&](hid_t record) {
         return read_int_item(record, f.count, n);
     });
@@ -54,7 +50,7 @@ int read_index_count(const scnapi_handle *h, const char *entry, const IndexFamil
 // dataset cannot overrun the caller's array.
 int read_indices(const scnapi_handle *h, const char *entry, const IndexFamily &f, int index,
                  int *out) {
-    std::string close = close_message(entry, f);
+    std::string close = closing_message(entry, f.record);
     return read_record(h, record_path(f, index), entry, close.c_str(), [&](hid_t record) {
         if (!out) return 0;
         return read_counted_int(record, {f.count}, f.indices, out) < 0 ? 1 : 0;
