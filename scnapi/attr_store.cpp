@@ -24,6 +24,10 @@
 namespace scnapi {
 namespace {
 
+static_assert(kAttrFloat == SCNAPI_ATTR_FLOAT && kAttrInt == SCNAPI_ATTR_INT &&
+                  kAttrChar == SCNAPI_ATTR_CHAR,
+              "the store's type codes are the public ones");
+
 // The record groups that own attributes, by owner kind.
 struct Owner {
     const char *word;        // record word, also used in messages
@@ -286,21 +290,6 @@ bool serving(const scnapi_handle *h, int kind, int index, const char *entry) {
 
 }  // namespace
 
-int attr_classify(const scnapi_handle *h, int kind, int tag, int *type, int *count) {
-    const AttrClass *c = find_attr_class(kind, tag);
-    long long n = c ? c->count : 0;
-    if (c && c->governor != 0) n += c->per_governor * governing_value(h, c->governor);
-    // A governing count that makes the number of values negative or absurd
-    // leaves the dependent tag unusable: it is rejected like an unknown one.
-    if (!c || n < 0 || n > kMaxAttrValues) {
-        if (count) *count = 0;
-        return 1;
-    }
-    if (type) *type = c->type;
-    if (count) *count = static_cast<int>(n);
-    return 0;
-}
-
 int attr_flush(scnapi_handle *h) {
     const Owner *owner = owner_of(h->attrKind);
     if (!owner) return 0;
@@ -339,6 +328,22 @@ int attr_flush(scnapi_handle *h) {
 using namespace scnapi;
 
 extern "C" {
+
+int attr_classify(const scnapi_handle *h, int kind, int tag, int *type, int *count) {
+    const AttrClass *c = find_attr_class(kind, tag);
+    long long n = c ? c->count : 0;
+    // Without a handle there is no record to take a governing count from.
+    if (c && c->governor != 0 && h) n += c->per_governor * governing_value(h, c->governor);
+    // A governing count that makes the number of values negative or absurd
+    // leaves the dependent tag unusable: it is rejected like an unknown one.
+    if (!c || n < 0 || n > kMaxAttrValues) {
+        if (count) *count = 0;
+        return 1;
+    }
+    if (type) *type = c->type;
+    if (count) *count = static_cast<int>(n);
+    return 0;
+}
 
 int scn_write_num_attributes(scnapi_handle *h, int kind, int index, int count) {
     if (!h) return 1;

@@ -16,9 +16,7 @@ constexpr int kMaxAttrValues = 1 << 24;
 // 1 = failure.
 int attr_flush(scnapi_handle *h);
 
-// Type and number of values of `tag` on a record of owner kind `kind`, with
-// the counts that depend on another tag taken from the record in the store.
-// 0 when the tag is accepted; 1 when it is rejected (*count is then 0).
-int attr_classify(const scnapi_handle *h, int kind, int tag, int *type, int *count);
+// attr_classify (public, scn_attr.h) gives the type and number of values of
+// a tag, dependent counts taken from the record in the store.
 
 }  // namespace scnapi

@@ -329,4 +329,6 @@ int scn_read_framework_version(scnapi_handle *h, char *version) {
 
 int scnapi_close(scnapi_handle **h) { return release_handle(h, true); }
 
+int scnapi_close_file(scnapi_handle **h) { return release_handle(h, false); }
+
 }  // extern "C"

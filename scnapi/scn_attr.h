@@ -33,4 +33,19 @@ SCNAPI_EXPORT int scn_read_attribute_ids(scnapi_handle *h, int kind, int index, 
 SCNAPI_EXPORT int scn_read_attr(scnapi_handle *h, int kind, int index, int ordinal,
                                 void *values);
 
+/* Value types of tagged attributes. */
+#define SCNAPI_ATTR_FLOAT 0
+#define SCNAPI_ATTR_INT 1
+#define SCNAPI_ATTR_CHAR 2
+
+/* The type (SCNAPI_ATTR_*) and number of values `tag` carries on a record
+   of owner kind `kind`: what scn_write_attr copies and scn_read_attr
+   fills.  Counts that depend on another tag of the record (contour levels,
+   instance matrices, a text's length) are taken from the record held in
+   the handle's store: the one being written, or the one loaded last.
+   0 when the tag is accepted; 1 when it is rejected (*count is then 0).
+   Either output may be null. */
+SCNAPI_EXPORT int attr_classify(const scnapi_handle *h, int kind, int tag, int *type,
+                                int *count);
+
 #endif /* SCNAPI_SCN_ATTR_H */

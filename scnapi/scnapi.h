@@ -91,6 +91,11 @@ SCNAPI_EXPORT scnapi_handle *scn_read_begin(const char **fileNames);
 SCNAPI_EXPORT int scn_read_framework_version(scnapi_handle *h, char *version);
 
 SCNAPI_EXPORT int scnapi_close(scnapi_handle **h);
+/* Closes the handle's file and frees the handle like scnapi_close, but
+   leaves the HDF5 library running, so that files held by other handles of
+   the process stay open.  For consumers that keep several files open at
+   once (scripting layers, viewers). */
+SCNAPI_EXPORT int scnapi_close_file(scnapi_handle **h);
 
 /* ---- record families --------------------------------------------------- */
 

@@ -82,6 +82,7 @@ lib.declare("scn_write_framework_version", c_int, HandleP, c_char_p)
 lib.declare("scn_read_begin", HandleP, POINTER(c_char_p))
 lib.declare("scn_read_framework_version", c_int, HandleP, c_char_p)
 lib.declare("scnapi_close", c_int, POINTER(HandleP))
+lib.declare("scnapi_close_file", c_int, POINTER(HandleP))
 lib.declare("scn_read_scene_num", c_int, HandleP)
 
 

@@ -130,7 +130,12 @@ def test_dependent_counts(kind, tag, typ, governor, per, extra, governing, c_out
     if governing is not None:
         assert lib.scn_write_attr(h, kind, 0, governor, ints([governing])) == 0
     n = per * (governing or 0) + extra
+    typ_out, count_out = ctypes.c_int(-1), ctypes.c_int(-1)
+    classified = lib.attr_classify(h, kind, tag, ctypes.byref(typ_out), ctypes.byref(count_out))
     status = lib.scn_write_attr(h, kind, 0, tag, ctypes.create_string_buffer(4096))
+    assert (classified, count_out.value) == (status, n if status == 0 else 0)
+    if status == 0:
+        assert typ_out.value == typ
     length = h.contents.fvalsLen if typ == FLOAT else h.contents.cvalsLen
     if 0 <= n <= 2**24:
         assert (status, length) == (0, n)

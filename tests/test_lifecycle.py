@@ -246,6 +246,25 @@ def test_close_null_pointer_and_handle():
     assert lib.scnapi_close(ctypes.byref(empty)) == 0
 
 
+@pytest.mark.parametrize("closer, other_count, other_close", [
+    ("scnapi_close_file", 1, (0, "")),
+    # the other handle's file went with HDF5: its close fails and keeps it
+    ("scnapi_close", 0, (1, "Error closing the file!\n")),
+])
+def test_closing_one_file_and_the_others(closer, other_count, other_close, tmp_path, c_out):
+    """scnapi_close shuts HDF5 down, closing every other handle's file too;
+    scnapi_close_file leaves them open."""
+    path = tmp_path / "two.h5"
+    h = open_write(path)
+    assert lib.scn_write_scene(h, 0, b"s", 1, 0, 0, 1, 0, 0, ctypes.c_float(1)) == 0
+    assert close(h) == 0
+    first, second = open_read(path), open_read(path)
+    assert getattr(lib, closer)(ctypes.byref(first)) == 0 and not first
+    assert lib.scn_read_scene_num(second) == other_count
+    c_out()
+    assert (lib.scnapi_close_file(ctypes.byref(second)), c_out()) == other_close
+
+
 def test_compression_choice_is_stored_unchecked(tmp_path):
     h = open_write(tmp_path / "c.h5")
     assert lib.scn_write_set_compression(h, 17) == 0
