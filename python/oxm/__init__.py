@@ -15,6 +15,7 @@ from . import enums
 from ._errors import ScnError, ScnWarning
 from ._file import SceneFile, open
 from ._version import __version__
+from ._writer import SceneWriter, create
 from .attrs import Attrs, OwnerKind
 from .enums import (AnimLoop, AnimRun, AnnotType, AplaneType, Centering, ColorSpace, ElemType,
                     PartType, PixelFormat, Projection, RepType, VarKind)
@@ -22,7 +23,8 @@ from .enums import (AnimLoop, AnimRun, AnnotType, AplaneType, Centering, ColorSp
 __all__ = [
     "AnimLoop", "AnimRun", "AnnotType", "AplaneType", "Attrs", "Centering", "ColorSpace",
     "ElemType", "OwnerKind", "PartType", "PixelFormat", "Projection", "RepType", "SceneFile",
-    "ScnError", "ScnWarning", "VarKind", "__version__", "enums", "open",
+    "SceneWriter", "ScnError", "ScnWarning", "VarKind", "__version__", "create", "enums",
+    "open",
 ]
 
 for _name in dir(_oxm):

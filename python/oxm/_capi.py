@@ -32,8 +32,10 @@ from ._errors import ScnError, ScnWarning
 lib = ctypes.CDLL(_oxm.__file__)
 
 # C types passed by value; every other declared type is a pointer, passed as
-# an address (int), None, a ctypes array or byref().
-_BY_VALUE: Dict[str, Any] = {"int": c_int, "float": c_float, "const char*": c_char_p}
+# an address (int), bytes, None, a ctypes array or byref(). Texts returned
+# arrive as bytes.
+_BY_VALUE: Dict[str, Any] = {"int": c_int, "float": c_float}
+_RESULTS: Dict[str, Any] = {"int": c_int, "const char*": c_char_p}
 
 STATUS, COUNT, HANDLE, VALUE = "status", "count", "handle", "value"
 # (pattern on the entry's name, what its result means); the first match wins.
@@ -54,7 +56,7 @@ def result_kind(name: str) -> str:
 ENTRIES: Dict[str, Tuple[Any, str]] = {}
 for _name, _restype, _args in DECLS:
     _func = getattr(lib, _name)
-    _func.restype = _BY_VALUE.get(_restype, c_void_p)
+    _func.restype = _RESULTS.get(_restype, c_void_p)
     _func.argtypes = [_BY_VALUE.get(a, c_void_p) for a in _args]
     ENTRIES[_name] = (_func, result_kind(_name))
 
@@ -184,6 +186,12 @@ def set_capture_mode(mode: str) -> None:
     if _capture.depth:
         raise RuntimeError("an operation is running")
     _capture = _new_capture(mode)
+
+
+def take_diagnostics() -> List[str]:
+    """The lines the library printed so far in the running operation,
+    removed from it."""
+    return list(_capture.take())
 
 
 class _Operation:

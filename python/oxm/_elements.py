@@ -60,6 +60,18 @@ def shape_connectivity(elem_type: int, conn: IntArray, count: int) -> IntArray:
     return conn
 
 
+def count_elements(conn: IntArray) -> int:
+    """The number of count-prefixed elements `conn` holds exactly;
+    ValueError when its counts and node lists do not match."""
+    pos, n = 0, 0
+    while pos < conn.size:
+        k = int(conn[pos])
+        if k < 0 or pos + 1 + k > conn.size:
+            raise ValueError("connectivity: element counts and node lists do not match")
+        pos, n = pos + 1 + k, n + 1
+    return n
+
+
 def split(conn: Sequence[int] | IntArray, count: int) -> List[IntArray]:
     """The node lists of `count` count-prefixed elements; ValueError when
     the list does not hold exactly that."""
