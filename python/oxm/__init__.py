@@ -15,6 +15,7 @@ from . import enums
 from ._errors import ScnError, ScnWarning
 from ._file import SceneFile, open
 from ._version import __version__
+from ._meshes import from_meshio
 from ._writer import SceneWriter, create
 from .attrs import Attrs, OwnerKind
 from .enums import (AnimLoop, AnimRun, AnnotType, AplaneType, Centering, ColorSpace, ElemType,
@@ -24,7 +25,7 @@ __all__ = [
     "AnimLoop", "AnimRun", "AnnotType", "AplaneType", "Attrs", "Centering", "ColorSpace",
     "ElemType", "OwnerKind", "PartType", "PixelFormat", "Projection", "RepType", "SceneFile",
     "SceneWriter", "ScnError", "ScnWarning", "VarKind", "__version__", "create", "enums",
-    "open",
+    "from_meshio", "open",
 ]
 
 for _name in dir(_oxm):
