@@ -123,9 +123,12 @@ class SceneFile:
         """Floats per value of variable `var_index` (0 when unreadable)."""
         comps = self._var_components.get(var_index)
         if comps is None:
-            try:
-                comps = self.variables[var_index].components
-            except (ScnError, IndexError):
+            try:  # the kind alone, from the record (which a counter may not count)
+                with operation:
+                    call("scn_read_var_info", self._handle(), var_index, None, None, None,
+                         self._int_addr[0], None, None)
+                comps = rec.COMPONENTS.get(self._ints[0], 0)
+            except ScnError:
                 comps = 0
             self._var_components[var_index] = comps
         return comps

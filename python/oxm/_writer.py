@@ -37,7 +37,8 @@ def _array(name: str, value: ArrayLike, dtype: Any, kinds: str) -> Any:
     if arr.size == 0 and arr.dtype.kind not in kinds:
         arr = arr.astype(dtype)
     if arr.dtype.kind not in kinds:
-        raise TypeError(f"{name}: numbers of kind {kinds!r} expected, got {arr.dtype}")
+        what = "integers" if "f" not in kinds else "numbers"
+        raise TypeError(f"{name}: {what} expected, got values of type {arr.dtype}")
     if dtype is np.int32 and arr.size and (arr.min() < _INT32[0] or arr.max() > _INT32[1]):
         raise ValueError(f"{name}: values outside the 32-bit range")
     return np.ascontiguousarray(arr, dtype)
@@ -477,7 +478,7 @@ class SceneWriter:
             raise ValueError(f"ids: element list {elem_list} has element ids")
         if known and not known[2] and ids is not None:
             raise ValueError(f"ids: element list {elem_list} was written without element ids")
-        id_a = _ints("ids", ids, count)
+        id_a = _ints("ids", [] if ids is None else ids, None if ids is None else count)
         with operation:
             call("scn_write_elem", self._handle(), elem_list, int(index), int(elem_type), count,
                  conn.size, _ptr(conn), _ptr(id_a))
