@@ -26,7 +26,7 @@ try:
     from ._enum_table import ENUM_GROUPS, members
 except ImportError:  # run as a plain script, without the package (or _oxm)
     sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-    from _enum_table import ENUM_GROUPS, members  # type: ignore[no-redef]
+    from _enum_table import ENUM_GROUPS, members  # type: ignore[import-not-found,no-redef]
 
 Decl = Tuple[str, str, Tuple[str, ...]]
 

@@ -68,13 +68,13 @@ def geometry(f: SceneFile, geom: int) -> Geometry:
             if not known:
                 continue
             # records without values of the slot get NaN
-            values = [np.full((r.count,) + known[0].shape[1:], np.nan, np.float32)
+            filled = [np.full((r.count,) + known[0].shape[1:], np.nan, np.float32)
                       if v is None else v for v, (r, _) in zip(values, records)]
             cell_data[_name(cell_data, f.variables[slot.var_index].name)] = [
-                v[b.owners] for v, (_, bs) in zip(values, records) for b in bs]
-        if elems.has_ids:
-            cell_data[_name(cell_data, ELEMENT_IDS)] = [
-                r.ids[b.owners] for r, bs in records if r.ids is not None for b in bs]
+                v[b.owners] for v, (_, bs) in zip(filled, records) for b in bs]
+        ids = [(r.ids, bs) for r, bs in records if r.ids is not None]
+        if ids:
+            cell_data[_name(cell_data, ELEMENT_IDS)] = [i[b.owners] for i, bs in ids for b in bs]
     return Geometry(nodes.coords, blocks, point_data, cell_data)
 
 

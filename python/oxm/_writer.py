@@ -20,6 +20,7 @@ import numpy.typing as npt
 from . import _capi, attrs as _attrs
 from ._capi import call, operation
 from ._elements import ELEMENTS, count_elements
+from ._errors import ScnError
 from ._file import PathLike
 from ._records import COMPONENTS, PIXEL_BYTES
 from .enums import AnimLoop, AnimRun, Centering, ColorSpace, PartType, RepType, VarKind
@@ -159,7 +160,7 @@ class SceneWriter:
             with operation:
                 call("scn_read_scene_info", self._handle(), scene, None,
                      *[byref(c) for c in counts], *[None] * 6)
-        except _capi.ScnError:
+        except ScnError:
             return 0
         position = ("scene_part", "scene_annot", "scene_vport", "scene_aplane", "scene_view")
         return counts[position.index(kind)].value
@@ -177,7 +178,7 @@ class SceneWriter:
                 with operation:
                     call("scn_read_var_info", self._handle(), variable, None, None, None,
                          byref(out), None, None)
-            except _capi.ScnError:
+            except ScnError:
                 raise ValueError(f"variable: variable {variable} has not been written") from None
             kind = self._var_kinds[variable] = out.value
         return COMPONENTS.get(kind, 0)
