@@ -90,6 +90,11 @@ class _MemCapture:
         self._fp = libc.open_memstream(byref(self._buf), byref(self._size))
         if not self._fp:
             raise OSError("open_memstream failed")
+        # The stream's write pointer and its buffer's start (struct _IO_FILE,
+        # public in glibc's headers): equal while nothing was printed since
+        # the last take, which spares the ftell of most operations.
+        self._write_base = c_void_p.from_address(self._fp + 4 * ctypes.sizeof(c_void_p))
+        self._write_ptr = c_void_p.from_address(self._fp + 5 * ctypes.sizeof(c_void_p))
         self._saved: Optional[int] = None
         self.depth = 0
 
@@ -108,11 +113,13 @@ class _MemCapture:
 
     def take(self) -> List[str]:
         """The lines printed so far in this operation, removed."""
+        if self._write_ptr.value == self._write_base.value:
+            return []
         n = self._ftell(self._fp)
         if n <= 0:
             return []
         self._fflush(self._fp)  # updates the buffer's address
-        data = ctypes.string_at(self._buf.value, n)
+        data = ctypes.string_at(self._buf.value or 0, n)
         self._fseek(self._fp, 0, 0)
         return _lines(data)
 

@@ -14,7 +14,7 @@ from ._capi import call, operation
 from ._errors import ScnError
 
 if TYPE_CHECKING:
-    import meshio
+    import meshio  # type: ignore[import-untyped]
     import pyvista
 
 PathLike = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
@@ -62,7 +62,7 @@ class SceneFile:
         self.parts = F("part", self._counter("part"), lambda i: rec.read_part(self, i))
         self.reps = F("rep", self._counter("rep"), lambda i: rec.read_rep(self, i))
         self.rend_attrs = F("render attribute", self._counter("rendAttr"),
-                            lambda i: rec.RendAttr(self, i))
+                            lambda i: rec._make(rec.RendAttr, self, i))
         self.geoms = F("geom", self._counter("geom"), lambda i: rec.read_geom(self, i))
         self.node_sets = F("node set", self._counter("nodes"),
                            lambda i: rec.read_node_set(self, i))
@@ -195,7 +195,8 @@ class SceneFile:
         with the same data as ``to_meshio``. Needs pyvista
         (``pip install scnapi[pyvista]``)."""
         from ._meshes import to_pyvista
-        return to_pyvista(self, geom)
+        grid: pyvista.UnstructuredGrid = to_pyvista(self, geom)
+        return grid
 
 
 def open(path: PathLike) -> SceneFile:

@@ -8,17 +8,18 @@ the library fills in place, and kept.
 from __future__ import annotations
 
 import ctypes
-from dataclasses import dataclass, field
+from dataclasses import dataclass, field, fields
 from functools import cached_property
-from typing import TYPE_CHECKING, Any, Callable, Generic, Iterator, List, Optional, Sequence
-from typing import Tuple, TypeVar, Union, overload
+from typing import TYPE_CHECKING, Any, Callable, Dict, Generic, Iterator, List, Optional, Sequence
+from typing import Tuple, Type, TypeVar, Union, overload
 
 import numpy as np
 import numpy.typing as npt
 
-from . import _capi, attrs as _attrs
+from . import attrs as _attrs
 from ._capi import call, operation
 from ._elements import shape_connectivity
+from ._errors import ScnError
 from .enums import (AnimLoop, AnimRun, AnnotType, Centering, ColorSpace, ElemType, PartType,
                     PixelFormat, RepType, VarKind)
 
@@ -41,6 +42,20 @@ def _text(raw: bytes) -> str:
         return raw.decode("utf-8")
     except UnicodeDecodeError:
         return raw.decode("latin-1")
+
+
+_FIELDS: Dict[type, Tuple[str, ...]] = {}
+
+
+def _make(cls: Type[R], *values: Any) -> R:
+    """A record from its field values in order, without the dataclass
+    initialiser's per-field checks (records are made once per read)."""
+    names = _FIELDS.get(cls)
+    if names is None:
+        names = _FIELDS[cls] = tuple(f.name for f in fields(cls))  # type: ignore[arg-type]
+    obj = object.__new__(cls)
+    obj.__dict__.update(zip(names, values))
+    return obj
 
 
 def _member(cls: Any, value: int) -> Any:
@@ -91,12 +106,13 @@ class Family(Generic[R], Sequence[R]):
         return f"<{self._what}: {len(self)} records>"
 
 
-def _fill(f: SceneFile, dtype: Any, shape: Tuple[int, ...], entry: str, *args: Any) -> Any:
+def _fill(f: SceneFile, dtype: Any, shape: Tuple[int, ...], entry: str,
+          *args: Any) -> npt.NDArray[Any]:
     """A new array of `shape` that `entry` (called with the handle, `args`
     and the array's address) fills; an empty one without calling the
     library when the shape holds nothing."""
     if min(shape, default=0) < 0:
-        raise _capi.ScnError(f"{entry}: the file announces a negative count {shape}")
+        raise ScnError(f"{entry}: the file announces a negative count {shape}")
     arr = np.empty(shape, dtype)
     if arr.size:
         with operation:
@@ -168,7 +184,7 @@ def read_scene(f: SceneFile, index: int) -> Scene:
     i, a = f._ints, f._int_addr
     with operation:
         call("scn_read_scene_info", f._handle(), index, f._text1, *a[:11], f._float_addr[0])
-        return Scene(f, index, _text(f._text1.raw[:256]), i[5], i[6], i[7], i[8],
+        return _make(Scene, f, index, _text(f._text1.raw[:256]), i[5], i[6], i[7], i[8],
                      _member(AnimLoop, i[9]), _member(AnimRun, i[10]), f._floats[0],
                      i[0], i[1], i[2], i[3], i[4])
 
@@ -215,7 +231,7 @@ def read_scene_part(s: Scene, index: int) -> ScenePart:
     with operation:
         call("scn_read_scene_part_info", f._handle(), s.index, index, f._text1, f._text2,
              f._int_addr[0])
-        return ScenePart(s, index, _text(f._text1.raw[:256]), _text(f._text2.raw[:256]),
+        return _make(ScenePart, s, index, _text(f._text1.raw[:256]), _text(f._text2.raw[:256]),
                          f._ints[0])
 
 
@@ -231,7 +247,7 @@ def read_scene_annot(s: Scene, index: int) -> SceneAnnot:
     f = s.file
     with operation:
         call("scn_read_scene_annot_info", f._handle(), s.index, index, f._int_addr[0])
-        return SceneAnnot(s, index, f._ints[0])
+        return _make(SceneAnnot, s, index, f._ints[0])
 
 
 @dataclass(frozen=True)
@@ -253,7 +269,7 @@ def read_scene_vport(s: Scene, index: int) -> SceneVport:
     f = s.file
     with operation:
         call("scn_read_scene_vport_info", f._handle(), s.index, index, *f._int_addr[:2])
-        return SceneVport(s, index, f._ints[0], f._ints[1])
+        return _make(SceneVport, s, index, f._ints[0], f._ints[1])
 
 
 @dataclass(frozen=True)
@@ -274,7 +290,7 @@ def read_scene_aplane(s: Scene, index: int) -> SceneAplane:
     f = s.file
     with operation:
         call("scn_read_scene_aplane_info", f._handle(), s.index, index, *f._int_addr[:2])
-        return SceneAplane(s, index, f._ints[0], f._ints[1])
+        return _make(SceneAplane, s, index, f._ints[0], f._ints[1])
 
 
 @dataclass(frozen=True)
@@ -295,7 +311,7 @@ def read_scene_view(s: Scene, index: int) -> SceneView:
     f = s.file
     with operation:
         call("scn_read_scene_view_info", f._handle(), s.index, index, f._text1)
-        return SceneView(s, index, _text(f._text1.raw[:256]))
+        return _make(SceneView, s, index, _text(f._text1.raw[:256]))
 
 
 @dataclass(frozen=True)
@@ -318,7 +334,7 @@ def read_view_vport(v: SceneView, index: int) -> ViewVport:
     with operation:
         call("scn_read_scene_view_vport_info", f._handle(), v.scene.index, v.index, index,
              f._int_addr[0])
-        return ViewVport(v, index, f._ints[0])
+        return _make(ViewVport, v, index, f._ints[0])
 
 
 # ---- sources -----------------------------------------------------------------
@@ -351,7 +367,7 @@ class Source:
 def read_source(f: SceneFile, family: str, index: int) -> Source:
     with operation:
         call(f"scn_read_{family}_info", f._handle(), index, *f._int_addr[:2])
-        return Source(f, family, index, f._ints[0], f._ints[1])
+        return _make(Source, f, family, index, f._ints[0], f._ints[1])
 
 
 # ---- parts, reps, render attributes ----------------------------------------
@@ -375,7 +391,7 @@ def read_part(f: SceneFile, index: int) -> Part:
     with operation:
         h = f._handle()
         call("scn_read_part_info", h, index, f._text1, f._text2, f._int_addr[0])
-        return Part(f, index, _text(f._text1.raw[:256]), _text(f._text2.raw[:256]),
+        return _make(Part, f, index, _text(f._text1.raw[:256]), _text(f._text2.raw[:256]),
                     _member(PartType, f._ints[0]), call("scn_read_part_static_rep", h, index),
                     call("scn_read_part_dynamic_rep", h, index))
 
@@ -397,7 +413,7 @@ def read_rep(f: SceneFile, index: int) -> Rep:
     with operation:
         call("scn_read_rep_info", f._handle(), index, *f._int_addr[:3])
         i = f._ints
-        return Rep(f, index, _member(RepType, i[1]), i[0], i[2])
+        return _make(Rep, f, index, _member(RepType, i[1]), i[0], i[2])
 
 
 @dataclass(frozen=True)
@@ -451,7 +467,7 @@ def read_geom(f: SceneFile, index: int) -> Geom:
     with operation:
         call("scn_read_geom_info", f._handle(), index, *f._int_addr[:3])
         i = f._ints
-        return Geom(f, index, i[0], i[1], i[2] != 0)
+        return _make(Geom, f, index, i[0], i[1], i[2] != 0)
 
 
 def _values_shape(n: int, components: int) -> Tuple[int, ...]:
@@ -490,7 +506,7 @@ def read_node_set(f: SceneFile, index: int) -> NodeSet:
     with operation:
         call("scn_read_nodes_info", f._handle(), index, *f._int_addr[:5])
         i = f._ints
-        return NodeSet(f, index, i[0], i[1], i[2] != 0, i[3], i[4])
+        return _make(NodeSet, f, index, i[0], i[1], i[2] != 0, i[3], i[4])
 
 
 @dataclass(frozen=True)
@@ -519,7 +535,7 @@ def read_node_var(s: NodeSet, slot: int) -> NodeVar:
         call("scn_read_nodes_var_info", f._handle(), s.index, slot, *f._int_addr[:3],
              f._float_addr[0])
         i = f._ints
-        return NodeVar(s, slot, i[0], i[1], i[2] != 0, f._floats[0])
+        return _make(NodeVar, s, slot, i[0], i[1], i[2] != 0, f._floats[0])
 
 
 @dataclass(frozen=True)
@@ -547,7 +563,7 @@ def read_elem_list(f: SceneFile, index: int) -> ElemList:
     with operation:
         call("scn_read_elem_list_info", f._handle(), index, *f._int_addr[:4])
         i = f._ints
-        return ElemList(f, index, i[0], i[1], i[2], i[3] != 0)
+        return _make(ElemList, f, index, i[0], i[1], i[2], i[3] != 0)
 
 
 @dataclass(frozen=True)
@@ -564,7 +580,7 @@ def read_elem_list_var(e: ElemList, slot: int) -> ElemListVar:
     with operation:
         call("scn_read_elem_list_var_info", f._handle(), e.index, slot, *f._int_addr[:2],
              f._float_addr[0])
-        return ElemListVar(e, slot, f._ints[0], f._ints[1] != 0, f._floats[0])
+        return _make(ElemListVar, e, slot, f._ints[0], f._ints[1] != 0, f._floats[0])
 
 
 @dataclass(frozen=True)
@@ -611,7 +627,7 @@ def read_element(e: ElemList, index: int) -> Element:
     with operation:
         call("scn_read_elem_info", f._handle(), e.index, index, *f._int_addr[:3])
         i = f._ints
-        return Element(e, index, _member(ElemType, i[0]), i[1], i[2])
+        return _make(Element, e, index, _member(ElemType, i[0]), i[1], i[2])
 
 
 # ---- variables -------------------------------------------------------------
@@ -662,11 +678,13 @@ class Variable:
     def minimum(self) -> Union[float, FloatArray, None]:
         """Smallest value (a float for scalar kinds, 3 floats for vector
         kinds), or None without extents."""
-        return self._extents[0]
+        value: Union[float, FloatArray, None] = self._extents[0]
+        return value
 
     @property
     def maximum(self) -> Union[float, FloatArray, None]:
-        return self._extents[1]
+        value: Union[float, FloatArray, None] = self._extents[1]
+        return value
 
     @cached_property
     def palette(self) -> Optional[Palette]:
@@ -690,7 +708,7 @@ def read_variable(f: SceneFile, index: int) -> Variable:
     with operation:
         call("scn_read_var_info", f._handle(), index, f._text1, f._text2, *f._int_addr[:4])
         i = f._ints
-        return Variable(f, index, _text(f._text1.raw[:64]), _text(f._text2.raw[:128]),
+        return _make(Variable, f, index, _text(f._text1.raw[:64]), _text(f._text2.raw[:128]),
                         _member(Centering, i[0]), _member(VarKind, i[1]), i[2] != 0, i[3] != 0)
 
 
@@ -715,7 +733,7 @@ class Vport:
 def read_vport(f: SceneFile, index: int) -> Vport:
     with operation:
         call("scn_read_vport_info", f._handle(), index, f._int_addr[0])
-        return Vport(f, index, f._ints[0])
+        return _make(Vport, f, index, f._ints[0])
 
 
 @dataclass(frozen=True)
@@ -738,7 +756,7 @@ class Aplane:
 def read_aplane(f: SceneFile, index: int) -> Aplane:
     with operation:
         call("scn_read_aplane_info", f._handle(), index, f._int_addr[0])
-        return Aplane(f, index, f._ints[0])
+        return _make(Aplane, f, index, f._ints[0])
 
 
 @dataclass(frozen=True)
@@ -764,7 +782,7 @@ def read_annot(f: SceneFile, index: int) -> Annot:
     with operation:
         call("scn_read_annot_info", f._handle(), index, *f._int_addr[:4])
         i = f._ints
-        return Annot(f, index, _member(AnnotType, i[0]), i[1], i[2], i[3])
+        return _make(Annot, f, index, _member(AnnotType, i[0]), i[1], i[2], i[3])
 
 
 @dataclass(frozen=True)
@@ -803,7 +821,7 @@ def read_image(f: SceneFile, index: int) -> Image:
     with operation:
         call("scn_read_image_info", f._handle(), index, *f._int_addr[:4])
         i = f._ints
-        return Image(f, index, i[0], i[1], _member(PixelFormat, i[2]), i[3] != 0)
+        return _make(Image, f, index, i[0], i[1], _member(PixelFormat, i[2]), i[3] != 0)
 
 
 @dataclass(frozen=True)
@@ -820,7 +838,8 @@ def read_query(f: SceneFile, index: int) -> Query:
     bufs = [ctypes.create_string_buffer(64) for _ in range(3)]
     with operation:
         call("scn_read_query_info", f._handle(), index, *bufs, f._int_addr[0])
-        return Query(f, index, *[_text(b.raw) for b in bufs], f._ints[0])
+        name, x_label, y_label = (_text(b.raw) for b in bufs)
+        return _make(Query, f, index, name, x_label, y_label, f._ints[0])
 
 
 @dataclass(frozen=True)
@@ -845,4 +864,4 @@ class Note:
 def read_note(f: SceneFile, index: int) -> Note:
     with operation:
         call("scn_read_note_info", f._handle(), index, f._int_addr[0])
-        return Note(f, index, f._ints[0])
+        return _make(Note, f, index, f._ints[0])
