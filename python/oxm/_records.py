@@ -37,7 +37,9 @@ PIXEL_BYTES = {1: 1, 2: 1, 4: 2, 8: 3, 16: 4}
 
 
 def _text(raw: bytes) -> str:
-    raw = raw.split(b"\0", 1)[0]
+    end = raw.find(b"\0")
+    if end >= 0:
+        raw = raw[:end]
     try:
         return raw.decode("utf-8")
     except UnicodeDecodeError:
@@ -56,6 +58,17 @@ def _make(cls: Type[R], *values: Any) -> R:
     obj = object.__new__(cls)
     obj.__dict__.update(zip(names, values))
     return obj
+
+
+def _field(buf: Any, width: int = 256) -> str:
+    """A text field of `width` bytes that the library copied into `buf`:
+    up to its first NUL, never past the field (a full field has none)."""
+    buf[width] = b"\0"
+    raw: bytes = buf.value
+    try:
+        return raw.decode("utf-8")
+    except UnicodeDecodeError:
+        return raw.decode("latin-1")
 
 
 def _member(cls: Any, value: int) -> Any:
@@ -90,8 +103,8 @@ class Family(Generic[R], Sequence[R]):
     def __getitem__(self, index: Union[int, slice]) -> Union[R, List[R]]:
         if isinstance(index, slice):
             return [self._read(i) for i in range(*index.indices(len(self)))]
-        n = len(self)
-        i = index.__index__()
+        n = self._n if self._n is not None else len(self)
+        i = index if type(index) is int else index.__index__()
         if i < 0:
             i += n
         if not 0 <= i < n:
@@ -184,7 +197,7 @@ def read_scene(f: SceneFile, index: int) -> Scene:
     i, a = f._ints, f._int_addr
     with operation:
         call("scn_read_scene_info", f._handle(), index, f._text1, *a[:11], f._float_addr[0])
-        return _make(Scene, f, index, _text(f._text1.raw[:256]), i[5], i[6], i[7], i[8],
+        return _make(Scene, f, index, _field(f._text1), i[5], i[6], i[7], i[8],
                      _member(AnimLoop, i[9]), _member(AnimRun, i[10]), f._floats[0],
                      i[0], i[1], i[2], i[3], i[4])
 
@@ -231,7 +244,7 @@ def read_scene_part(s: Scene, index: int) -> ScenePart:
     with operation:
         call("scn_read_scene_part_info", f._handle(), s.index, index, f._text1, f._text2,
              f._int_addr[0])
-        return _make(ScenePart, s, index, _text(f._text1.raw[:256]), _text(f._text2.raw[:256]),
+        return _make(ScenePart, s, index, _field(f._text1), _field(f._text2),
                          f._ints[0])
 
 
@@ -311,7 +324,7 @@ def read_scene_view(s: Scene, index: int) -> SceneView:
     f = s.file
     with operation:
         call("scn_read_scene_view_info", f._handle(), s.index, index, f._text1)
-        return _make(SceneView, s, index, _text(f._text1.raw[:256]))
+        return _make(SceneView, s, index, _field(f._text1))
 
 
 @dataclass(frozen=True)
@@ -391,7 +404,7 @@ def read_part(f: SceneFile, index: int) -> Part:
     with operation:
         h = f._handle()
         call("scn_read_part_info", h, index, f._text1, f._text2, f._int_addr[0])
-        return _make(Part, f, index, _text(f._text1.raw[:256]), _text(f._text2.raw[:256]),
+        return _make(Part, f, index, _field(f._text1), _field(f._text2),
                     _member(PartType, f._ints[0]), call("scn_read_part_static_rep", h, index),
                     call("scn_read_part_dynamic_rep", h, index))
 
@@ -708,7 +721,7 @@ def read_variable(f: SceneFile, index: int) -> Variable:
     with operation:
         call("scn_read_var_info", f._handle(), index, f._text1, f._text2, *f._int_addr[:4])
         i = f._ints
-        return _make(Variable, f, index, _text(f._text1.raw[:64]), _text(f._text2.raw[:128]),
+        return _make(Variable, f, index, _field(f._text1, 64), _field(f._text2, 128),
                         _member(Centering, i[0]), _member(VarKind, i[1]), i[2] != 0, i[3] != 0)
 
 

@@ -19,7 +19,8 @@ from typing import Any, Dict, Iterator, List, Mapping, Optional, Tuple, Union
 import numpy as np
 
 from . import _capi
-from .enums import tag_name, tag_value
+from ._errors import ScnError
+from .enums import TAG_ENUMS, tag_name, tag_value
 
 Key = Union[str, int]
 
@@ -121,6 +122,9 @@ _LEGAL: Dict[str, Tuple[int, ...]] = {
 _DISPLAY_RULES: Dict[str, int] = {name: rule for rule, names in _RULE_NAMES.items()
                                   for name in names}
 _DISPLAY_KINDS = (OwnerKind.REND_ATTR, OwnerKind.VPORT)
+# tag -> constant name, per owner kind
+_TAG_NAMES: Dict[int, Dict[int, str]] = {
+    kind: {int(m): m.name for m in cls} for kind, cls in TAG_ENUMS.items()}
 
 
 def _text(raw: bytes) -> str:
@@ -189,17 +193,40 @@ class Attrs(Mapping[Key, Any]):
 
 EMPTY = Attrs({}, {}, ())
 _classify = _capi.ENTRIES["attr_classify"][0]
+_read_attr = _capi.ENTRIES["scn_read_attr"][0]
 _ARRAY_TYPES = {INT: np.int32, FLOAT: np.float32}
+# Scratch outputs, reused by every call (the library is used from one thread).
+_TYPE, _COUNT = c_int(), c_int()
+_TYPE_REF, _COUNT_REF = byref(_TYPE), byref(_COUNT)
+_ONE: Dict[int, Any] = {INT: (c_int * 1)(), FLOAT: (ctypes.c_float * 1)()}
+_ONE_ADDR = {t: ctypes.addressof(v) for t, v in _ONE.items()}
 
 
 def classify(handle: Optional[int], kind: int, tag: int) -> Optional[Tuple[int, int]]:
     """(type, count) of `tag` on a record of `kind`, or None when the
     library rejects it; dependent counts from the record in the handle's
     store (none without a handle)."""
-    vtype, count = c_int(), c_int()
-    if _classify(handle, kind, tag, byref(vtype), byref(count)) != 0:
+    if _classify(handle, kind, tag, _TYPE_REF, _COUNT_REF) != 0:
         return None
-    return vtype.value, count.value
+    return _TYPE.value, _COUNT.value
+
+
+def _value(handle: int, kind: int, index: int, ordinal: int, vtype: int, count: int) -> Any:
+    """The stored values of one attribute: bytes for text, else an array."""
+    if vtype == CHAR:
+        buf = ctypes.create_string_buffer(count)
+        status = _read_attr(handle, kind, index, ordinal, buf)
+        stored: Any = buf.raw
+    elif count == 1:  # the common case, without an array for the library to fill
+        status = _read_attr(handle, kind, index, ordinal, _ONE_ADDR[vtype])
+        stored = np.array(_ONE[vtype][0:1], _ARRAY_TYPES[vtype])
+    else:
+        stored = np.empty(count, _ARRAY_TYPES[vtype])
+        status = _read_attr(handle, kind, index, ordinal, stored.ctypes.data)
+    if status != 0:
+        raise ScnError("scn_read_attr failed", _capi.take_diagnostics(), "scn_read_attr",
+                             status)
+    return stored
 
 
 def read(handle: int, kind: int, index: int) -> Attrs:
@@ -214,24 +241,18 @@ def read(handle: int, kind: int, index: int) -> Attrs:
     values: Dict[Key, Any] = {}
     raw: Dict[Key, Any] = {}
     display = kind in _DISPLAY_KINDS
-    for ordinal, tag in enumerate(tags.tolist()):
-        name = tag_name(kind, tag)
+    names = _TAG_NAMES.get(kind, {})
+    tag_list = tags.tolist()
+    for ordinal, tag in enumerate(tag_list):
+        name = names.get(tag)
         key: Key = tag if name is None else name
-        cls = classify(handle, kind, tag)
-        if cls is None:
+        if _classify(handle, kind, tag, _TYPE_REF, _COUNT_REF) != 0:
             raw[key] = values[key] = None
             continue
-        vtype, count = cls
-        if vtype == CHAR:
-            buf = ctypes.create_string_buffer(count)
-            call("scn_read_attr", handle, kind, index, ordinal, buf)
-            stored: Any = buf.raw
-        else:
-            stored = np.empty(count, _ARRAY_TYPES[vtype])
-            call("scn_read_attr", handle, kind, index, ordinal, stored.ctypes.data)
+        stored = _value(handle, kind, index, ordinal, _TYPE.value, _COUNT.value)
         raw[key] = stored
         values[key] = _display(name, stored) if display else _generic(stored, kind)
-    return Attrs(values, raw, tuple(tags.tolist()))
+    return Attrs(values, raw, tuple(tag_list))
 
 
 # ---- writing ---------------------------------------------------------------
