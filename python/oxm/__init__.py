@@ -16,12 +16,20 @@ from ._errors import ScnError, ScnWarning
 from ._file import SceneFile, open
 from ._version import __version__
 from ._meshes import from_meshio
+from ._records import (Annot, Aplane, Element, ElemList, ElemListVar, Family, Geom, Image,
+                       NodeSet, NodeVar, Note, Palette, Part, Query, RendAttr, Rep, Scene,
+                       SceneAnnot, SceneAplane, ScenePart, SceneView, SceneVport, Source,
+                       Variable, ViewVport, Vport)
 from ._writer import SceneWriter, create
 from .attrs import Attrs, OwnerKind
 from .enums import (AnimLoop, AnimRun, AnnotType, AplaneType, Centering, ColorSpace, ElemType,
                     PartType, PixelFormat, Projection, RepType, VarKind)
 
 __all__ = [
+    "Annot", "Aplane", "Element", "ElemList", "ElemListVar", "Family", "Geom", "Image", "NodeSet",
+    "NodeVar", "Note", "Palette", "Part", "Query", "RendAttr", "Rep", "Scene", "SceneAnnot",
+    "SceneAplane", "ScenePart", "SceneView", "SceneVport", "Source", "Variable", "ViewVport",
+    "Vport",
     "AnimLoop", "AnimRun", "AnnotType", "AplaneType", "Attrs", "Centering", "ColorSpace",
     "ElemType", "OwnerKind", "PartType", "PixelFormat", "Projection", "RepType", "SceneFile",
     "SceneWriter", "ScnError", "ScnWarning", "VarKind", "__version__", "create", "enums",

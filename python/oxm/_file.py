@@ -4,6 +4,7 @@ from __future__ import annotations
 import ctypes
 import errno
 import os
+import warnings
 from ctypes import addressof, c_float, c_int
 from types import TracebackType
 from typing import TYPE_CHECKING, Any, Dict, List, Optional, Tuple, Type, Union
@@ -11,7 +12,7 @@ from typing import TYPE_CHECKING, Any, Dict, List, Optional, Tuple, Type, Union
 from . import _capi
 from . import _records as rec
 from ._capi import call, operation
-from ._errors import ScnError
+from ._errors import ScnError, ScnWarning
 
 if TYPE_CHECKING:
     import meshio  # type: ignore[import-untyped]
@@ -24,6 +25,8 @@ PathLike = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 _active: List[Optional[Tuple[Any, ...]]] = [None]
 
 _SCRATCH_INTS = 16
+_OLD_VERSIONS = {"Error opening group for attribute: scn_api_version",
+                 "Error opening group for attribute: scn_file_version"}
 
 
 class SceneFile:
@@ -90,6 +93,11 @@ class SceneFile:
     def _open(self) -> None:
         with operation:
             h = _capi.open_read(self._path)
+            # The oldest files carry their versions under older names, which
+            # the library tries after reporting the current ones missing.
+            lines = [line for line in _capi.take_diagnostics() if line not in _OLD_VERSIONS]
+            if lines:
+                warnings.warn(ScnWarning(lines), stacklevel=3)
             self._h = h
             self._key = _capi.version_key(h)
             _active[0] = self._key
