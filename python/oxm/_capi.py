@@ -242,6 +242,19 @@ def call(name: str, *args: Any) -> Any:
     return result
 
 
+def text(raw: bytes) -> str:
+    """A text the library stored: the bytes up to the first NUL, as UTF-8,
+    or as Latin-1 where they are not valid UTF-8 (so that every stored name
+    can be read)."""
+    end = raw.find(b"\0")
+    if end >= 0:
+        raw = raw[:end]
+    try:
+        return raw.decode("utf-8")
+    except UnicodeDecodeError:
+        return raw.decode("latin-1")
+
+
 # ---- handles -----------------------------------------------------------------
 
 # The handle is a plain record whose documented head is directory[256],

@@ -157,7 +157,7 @@ class SceneFile:
                 call("scn_read_framework_version", self._handle(), buf)
         except ScnError:
             return None
-        return rec._text(buf.raw[:256])
+        return _capi.text(buf.raw[:256])
 
     def close(self) -> None:
         """Releases the file; further use raises ValueError. Idempotent."""

@@ -17,7 +17,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import attrs as _attrs
-from ._capi import call, operation
+from ._capi import call, operation, text
 from ._elements import shape_connectivity
 from ._errors import ScnError
 from .enums import (AnimLoop, AnimRun, AnnotType, Centering, ColorSpace, ElemType, PartType,
@@ -34,16 +34,6 @@ R = TypeVar("R")
 COMPONENTS = {3100: 1, 3101: 3, 3102: 3, 3103: 2, 3104: 6}
 # Bytes per pixel, by pixel format.
 PIXEL_BYTES = {1: 1, 2: 1, 4: 2, 8: 3, 16: 4}
-
-
-def _text(raw: bytes) -> str:
-    end = raw.find(b"\0")
-    if end >= 0:
-        raw = raw[:end]
-    try:
-        return raw.decode("utf-8")
-    except UnicodeDecodeError:
-        return raw.decode("latin-1")
 
 
 _FIELDS: Dict[type, Tuple[str, ...]] = {}
@@ -64,11 +54,7 @@ def _field(buf: Any, width: int = 256) -> str:
     """A text field of `width` bytes that the library copied into `buf`:
     up to its first NUL, never past the field (a full field has none)."""
     buf[width] = b"\0"
-    raw: bytes = buf.value
-    try:
-        return raw.decode("utf-8")
-    except UnicodeDecodeError:
-        return raw.decode("latin-1")
+    return text(buf.value)
 
 
 def _member(cls: Any, value: int) -> Any:
@@ -713,7 +699,7 @@ class Variable:
             counts = [max(i[k], 0) for k in range(3, 7)]
             arrays = [np.empty(n, np.float32) for n in counts for _ in range(2)]
             call("scn_read_var_palette_colors", h, self.index, *[x.ctypes.data for x in arrays])
-            return Palette(_text(name.raw), i[0], _member(ColorSpace, i[1]), fl[0], fl[1], i[2],
+            return Palette(text(name.raw), i[0], _member(ColorSpace, i[1]), fl[0], fl[1], i[2],
                            tuple((arrays[2 * c], arrays[2 * c + 1]) for c in range(4)))
 
 
@@ -851,7 +837,7 @@ def read_query(f: SceneFile, index: int) -> Query:
     bufs = [ctypes.create_string_buffer(64) for _ in range(3)]
     with operation:
         call("scn_read_query_info", f._handle(), index, *bufs, f._int_addr[0])
-        name, x_label, y_label = (_text(b.raw) for b in bufs)
+        name, x_label, y_label = (text(b.raw) for b in bufs)
         return _make(Query, f, index, name, x_label, y_label, f._ints[0])
 
 
@@ -867,7 +853,7 @@ class Note:
         if self.length > 0:
             with operation:
                 call("scn_read_note_text", self.file._handle(), self.index, buf)
-        return _text(buf.raw)
+        return text(buf.raw)
 
     @cached_property
     def attrs(self) -> _attrs.Attrs:

@@ -19,6 +19,7 @@ from typing import Any, Dict, Iterator, List, Mapping, Optional, Tuple, Union
 import numpy as np
 
 from . import _capi
+from ._capi import text
 from ._errors import ScnError
 from .enums import TAG_ENUMS, tag_name, tag_value
 
@@ -127,19 +128,11 @@ _TAG_NAMES: Dict[int, Dict[int, str]] = {
     kind: {int(m): m.name for m in cls} for kind, cls in TAG_ENUMS.items()}
 
 
-def _text(raw: bytes) -> str:
-    raw = raw.split(b"\0", 1)[0]
-    try:
-        return raw.decode("utf-8")
-    except UnicodeDecodeError:
-        return raw.decode("latin-1")
-
-
 def _generic(raw: Any, kind: int) -> Any:
     """Conversion by classification: one number as a Python number, several
     as the array, characters as text."""
     if isinstance(raw, bytes):
-        return _text(raw)
+        return text(raw)
     return raw[0].item() if raw.size == 1 else raw
 
 
@@ -157,7 +150,7 @@ def _display(name: Optional[str], raw: Any) -> Any:
     if rule == _FLOAT:
         return float(raw[0])
     if rule == _TEXT:
-        return _text(raw)
+        return text(raw)
     if rule == _INSTANCES:
         return raw.reshape(-1, 4, 4)
     return raw
