@@ -65,8 +65,9 @@ def oxm_records(path, repeat):
                     "node_set": (f.node_sets, None), "scene": (f.scenes, None)}
         for name, (seq, use) in families.items():
             n = len(seq) - (1 if name == "node_set" else 0)  # the bulk node set aside
-            read = (lambda: [use(seq[i]) for i in range(n)]) if use else \
-                (lambda: [seq[i] for i in range(n)])
+            def read(seq=seq, use=use or (lambda record: record), n=n):
+                for i in range(n):  # each record dropped after use, as a reader loop does
+                    use(seq[i])
             out[name] = best(repeat, read) / n
     return out
 
