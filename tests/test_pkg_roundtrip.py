@@ -220,3 +220,16 @@ def test_compression_choice(tmp_path, compression, filters):
         w.node_set(coords=COORDS)
     dump = flat_dump(tmp_path / "c.h5")
     assert (dump["/top/Nodes/nodes_0/coords.filters"] or None) == filters
+
+
+def test_append_continues_each_family(tmp_path):
+    path = tmp_path / "a.h5"
+    with oxm.create(path) as w:
+        w.part(name="a")
+        w.scene(name="s")
+        w.scene_part(0, name="p")
+    with oxm.create(path, append=True) as w:
+        assert (w.part(name="b"), w.scene_part(0, name="q"), w.note(text="n")) == (1, 1, 0)
+    with oxm.open(path) as f:
+        assert [p.name for p in f.parts] == ["a", "b"]
+        assert [p.name for p in f.scenes[0].parts] == ["p", "q"]

@@ -159,7 +159,7 @@ class SceneWriter:
         try:
             with operation:
                 call("scn_read_scene_info", self._handle(), scene, None,
-                     *[byref(c) for c in counts], *[None] * 6)
+                     *[byref(c) for c in counts], *[None] * 7)
         except ScnError:
             return 0
         position = ("scene_part", "scene_annot", "scene_vport", "scene_aplane", "scene_view")
