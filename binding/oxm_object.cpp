@@ -35,13 +35,10 @@ void raise_open_error(PyObject *path_obj, const char *path) {
         PyErr_SetFromErrnoWithFilenameObject(PyExc_OSError, path_obj);
         return;
     }
-    PyObject *format = py::str("Can't open scene file '%s'");
-    PyObject *name = py::fs_name(path);
-    PyObject *message = format && name ? PyNumber_Remainder(format, name) : nullptr;
-    if (message) PyErr_SetObject(PyExc_OSError, message);
-    Py_XDECREF(message);
-    Py_XDECREF(name);
-    Py_XDECREF(format);
+    PyObject *message = py::substitute("Can't open scene file '%s'", py::fs_name(path));
+    if (!message) return;
+    PyErr_SetObject(PyExc_OSError, message);
+    Py_DECREF(message);
 }
 
 // Releases the object's handle. The file is closed but HDF5 is not shut
@@ -85,12 +82,7 @@ void oxm_dealloc(PyObject *self_obj) {
 
 // The filename's text (empty when deleted) in place of the %s.
 PyObject *oxm_repr(PyObject *self) {
-    PyObject *format = py::str("<_oxm.oxm(\"%s\")>");
-    PyObject *text = py::path_text(as_oxm(self)->filename);
-    PyObject *repr = format && text ? PyNumber_Remainder(format, text) : nullptr;
-    Py_XDECREF(text);
-    Py_XDECREF(format);
-    return repr;
+    return py::substitute("<_oxm.oxm(\"%s\")>", py::path_text(as_oxm(self)->filename));
 }
 
 PyMemberDef oxm_members[] = {

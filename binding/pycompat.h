@@ -54,6 +54,16 @@ inline PyObject *str(const char *text) {
 #endif
 }
 
+// `format` with its one "%s" replaced by the str `text` (a new reference,
+// stolen; null: an exception is already set), as format % text.
+inline PyObject *substitute(const char *format, PyObject *text) {
+    PyObject *pattern = text ? str(format) : nullptr;
+    PyObject *result = pattern ? PyNumber_Remainder(pattern, text) : nullptr;
+    Py_XDECREF(pattern);
+    Py_XDECREF(text);
+    return result;
+}
+
 // A stored text field of `n` bytes as str. On 2.7 str is bytes: the bytes
 // as stored. On 3 they are decoded as UTF-8, or as Latin-1 when they are
 // not valid UTF-8, so that every stored name can be read.
