@@ -13,7 +13,7 @@
 
 #if PY_MAJOR_VERSION < 3
 #define OXM_PY2 1
-// Slots that 2.7 reaches as plain fields.
+// 2.7 sets a reference count through the field itself.
 #ifndef Py_SET_REFCNT
 #define Py_SET_REFCNT(o, n) (Py_REFCNT(o) = (n))
 #endif
