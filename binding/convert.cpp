@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 
 #include "vocab.h"
@@ -9,10 +10,7 @@
 PyObject *text_value(const char *field, std::size_t width) {
     const void *nul = std::memchr(field, '\0', width);
     Py_ssize_t n = nul ? static_cast<const char *>(nul) - field : static_cast<Py_ssize_t>(width);
-    PyObject *text = PyUnicode_DecodeUTF8(field, n, nullptr);
-    if (text || !PyErr_ExceptionMatches(PyExc_UnicodeDecodeError)) return text;
-    PyErr_Clear();
-    return PyUnicode_DecodeLatin1(field, n, nullptr);
+    return py::text(field, n);
 }
 
 PyObject *flag_value(int value) { return PyBool_FromLong(value == 1); }
@@ -29,14 +27,14 @@ namespace {
 // frames-per-second and the like: a float as an int, truncated toward zero.
 // Non-finite values raise (ValueError/OverflowError) rather than invent a
 // number.
-PyObject *truncated_value(float value) { return PyLong_FromDouble(std::trunc(value)); }
+PyObject *truncated_value(float value) { return py::integer_from_double(std::trunc(value)); }
 
 int add_field(PyObject *dict, const Field &f) {
     const int *ival = static_cast<const int *>(f.value);
     const float *fval = static_cast<const float *>(f.value);
     switch (f.kind) {
         case Field::Kind::Int:
-            return dict_put(dict, f.key, PyLong_FromLong(*ival));
+            return dict_put(dict, f.key, int_value(*ival));
         case Field::Kind::Float:
             return dict_put(dict, f.key, PyFloat_FromDouble(*fval));
         case Field::Kind::Flag:
@@ -46,12 +44,10 @@ int add_field(PyObject *dict, const Field &f) {
         case Field::Kind::Truncated:
             return dict_put(dict, f.key, truncated_value(*fval));
         case Field::Kind::Enum: {
-            if (dict_put(dict, f.key, PyLong_FromLong(*ival)) < 0) return -1;
-            PyRef name_key(PyUnicode_FromFormat("%sString", f.key));
-            if (!name_key) return -1;
-            PyRef name(PyUnicode_FromString(vocab::enum_name(*ival)));
-            if (!name) return -1;
-            return PyDict_SetItem(dict, name_key.get(), name.get());
+            if (dict_put(dict, f.key, int_value(*ival)) < 0) return -1;
+            char name_key[64];  // the longest key is far shorter
+            std::snprintf(name_key, sizeof name_key, "%sString", f.key);
+            return dict_put(dict, name_key, py::str(vocab::enum_name(*ival)));
         }
         case Field::Kind::Text:
             return dict_put(dict, f.key, text_value(static_cast<const char *>(f.value), f.width));

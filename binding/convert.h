@@ -3,16 +3,13 @@
 // library fills in place.
 #pragma once
 
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
-
 #include <cstddef>
 #include <cstdio>
 #include <initializer_list>
 #include <memory>
 
-#include "numpy_api.h"
 #include "oxm_object.h"
+#include "pycompat.h"
 
 // ---- references ------------------------------------------------------------
 
@@ -36,10 +33,12 @@ scnapi_handle *method_args(PyObject *self, PyObject *args, const char *format, I
 // ---- scalar values ---------------------------------------------------------
 
 // A text field of `width` bytes as str: the bytes up to the first NUL, or
-// the whole field when it has none (a full field is not terminated).
-// Decoded as UTF-8, or as Latin-1 when the bytes are not valid UTF-8, so
-// that every stored name can be read.
+// the whole field when it has none (a full field is not terminated), as
+// py::text makes them a str.
 PyObject *text_value(const char *field, std::size_t width);
+
+// A stored int as a Python int.
+inline PyObject *int_value(int value) { return py::integer(value); }
 
 // A stored flag: True only for exactly 1.
 PyObject *flag_value(int value);

@@ -1,4 +1,5 @@
 // The file object's method table.
+#include "convert.h"
 #include "methods.h"
 
 namespace {
@@ -9,7 +10,7 @@ template <int (*Count)(scnapi_handle *)>
 PyObject *count_method(PyObject *self, PyObject *) {
     scnapi_handle *h = oxm_handle(self);
     if (!h) return nullptr;
-    return PyLong_FromLong(Count(h));
+    return int_value(Count(h));
 }
 
 }  // namespace

@@ -241,10 +241,10 @@ Converted convert(const AttrRecord &rec, int ordinal) {
         case Rule::Bool:
             return keep(flag_value(v.i));
         case Rule::Int:
-            return keep(PyLong_FromLong(v.i));
+            return keep(int_value(v.i));
         case Rule::Enum:
             if (std::find(r.legal.begin(), r.legal.end(), v.i) == r.legal.end()) return none();
-            return keep(PyLong_FromLong(v.i));
+            return keep(int_value(v.i));
         case Rule::Float:
             return keep(PyFloat_FromDouble(v.f));
         case Rule::Text:

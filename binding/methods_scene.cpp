@@ -91,7 +91,7 @@ PyObject *oxm_partStaticRep(PyObject *self, PyObject *args) {
     if (!h) return nullptr;
     int rep = scn_read_part_static_rep(h, index);
     std::fflush(stdout);
-    return PyLong_FromLong(rep);
+    return int_value(rep);
 }
 
 PyObject *oxm_partDynamicRep(PyObject *self, PyObject *args) {
@@ -100,7 +100,7 @@ PyObject *oxm_partDynamicRep(PyObject *self, PyObject *args) {
     if (!h) return nullptr;
     int rep = scn_read_part_dynamic_rep(h, index);
     std::fflush(stdout);
-    return PyLong_FromLong(rep);
+    return int_value(rep);
 }
 
 PyObject *oxm_repInfo(PyObject *self, PyObject *args) {

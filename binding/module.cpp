@@ -1,17 +1,12 @@
 // The _oxm module: the vocabulary's constants and the file-object type.
 #define OXM_IMPORT_ARRAY_HERE
-#include "numpy_api.h"
 #include "oxm_object.h"
+#include "pycompat.h"
 #include "vocab.h"
 
 namespace {
 
 PyMethodDef module_methods[] = {{nullptr, nullptr, 0, nullptr}};
-
-PyModuleDef oxm_module = {
-    PyModuleDef_HEAD_INIT, "_oxm", "Example module that creates an extension type.", -1,
-    module_methods, nullptr, nullptr, nullptr, nullptr,
-};
 
 // Registers every OXR_ constant, in the table's (name) order. A constant
 // that cannot be registered fails the import rather than going missing.
@@ -21,12 +16,14 @@ int add_oxm_constants(PyObject *module) {
     return 0;
 }
 
-}  // namespace
-
-PyMODINIT_FUNC PyInit__oxm(void) {
+// The module (new reference), or null with the exception the import
+// raises. A failed numpy binding is printed first, then reported as the
+// ImportError that scripts know.
+PyObject *make_module() {
     PyObject *type = oxm_make_type();
     if (!type) return nullptr;
-    PyObject *module = PyModule_Create(&oxm_module);
+    PyObject *module =
+        py::create_module("_oxm", "Example module that creates an extension type.", module_methods);
     if (!module) {
         Py_DECREF(type);
         return nullptr;
@@ -36,7 +33,7 @@ PyMODINIT_FUNC PyInit__oxm(void) {
         Py_DECREF(module);
         return nullptr;
     }
-    if (_import_array() < 0) {
+    if (py::import_numpy() < 0) {
         PyErr_Print();
         PyErr_SetString(PyExc_ImportError, "numpy.core.multiarray failed to import");
         Py_DECREF(module);
@@ -44,3 +41,7 @@ PyMODINIT_FUNC PyInit__oxm(void) {
     }
     return module;
 }
+
+}  // namespace
+
+OXM_MODULE_ENTRY(_oxm, make_module)

@@ -18,7 +18,7 @@ PyObject *oxm_new(PyTypeObject *type, PyObject *, PyObject *) {
     PyObject *self = type->tp_alloc(type, 0);
     if (!self) return nullptr;
     as_oxm(self)->handle = nullptr;
-    as_oxm(self)->filename = PyUnicode_FromString("");
+    as_oxm(self)->filename = py::str("");
     if (!as_oxm(self)->filename) {
         Py_DECREF(self);
         return nullptr;
@@ -35,11 +35,10 @@ void raise_open_error(PyObject *path_obj, const char *path) {
         PyErr_SetFromErrnoWithFilenameObject(PyExc_OSError, path_obj);
         return;
     }
-    PyObject *text = PyUnicode_DecodeFSDefault(path);
-    if (text) {
-        PyErr_Format(PyExc_OSError, "Can't open scene file '%U'", text);
-        Py_DECREF(text);
-    }
+    PyObject *message = py::substitute("Can't open scene file '%s'", py::fs_name(path));
+    if (!message) return;
+    PyErr_SetObject(PyExc_OSError, message);
+    Py_DECREF(message);
 }
 
 // Releases the object's handle. The file is closed but HDF5 is not shut
@@ -55,9 +54,10 @@ int oxm_init(PyObject *self_obj, PyObject *args, PyObject *kwds) {
     PyObject *arg = nullptr;
     if (!PyArg_ParseTupleAndKeywords(args, kwds, "O", const_cast<char **>(kwlist), &arg))
         return -1;
-    // str, bytes and os.PathLike are accepted; the library takes bytes.
-    PyObject *encoded = nullptr;
-    if (!PyUnicode_FSConverter(arg, &encoded)) return -1;
+    // The library takes the path as bytes (pycompat.h: what each
+    // interpreter accepts as a path).
+    PyObject *encoded = py::fs_path(arg);
+    if (!encoded) return -1;
     Py_INCREF(arg);
     Py_XSETREF(self->filename, arg);
     // Initialising again replaces the file: the old handle is released.
@@ -75,60 +75,51 @@ int oxm_init(PyObject *self_obj, PyObject *args, PyObject *kwds) {
 
 void oxm_dealloc(PyObject *self_obj) {
     OxmObject *self = as_oxm(self_obj);
-    PyTypeObject *type = Py_TYPE(self_obj);
     close_handle(self);
     Py_CLEAR(self->filename);
-    type->tp_free(self_obj);
-    Py_DECREF(type);
+    Py_TYPE(self_obj)->tp_free(self_obj);
 }
 
-// The filename's text: a str as it is, bytes and path objects decoded as
-// file-system names, anything else by str(); empty when deleted.
-PyObject *filename_text(PyObject *filename) {
-    if (!filename) return PyUnicode_FromString("");
-    PyObject *path = PyOS_FSPath(filename);
-    if (!path) {
-        PyErr_Clear();
-        return PyObject_Str(filename);
-    }
-    PyObject *text = path;
-    if (PyBytes_Check(path)) {
-        text = PyUnicode_DecodeFSDefaultAndSize(PyBytes_AS_STRING(path), PyBytes_GET_SIZE(path));
-        Py_DECREF(path);
-    }
-    return text;
-}
-
+// The filename's text (empty when deleted) in place of the %s.
 PyObject *oxm_repr(PyObject *self) {
-    PyObject *text = filename_text(as_oxm(self)->filename);
-    if (!text) return nullptr;
-    PyObject *repr = PyUnicode_FromFormat("<_oxm.oxm(\"%U\")>", text);
-    Py_DECREF(text);
-    return repr;
+    return py::substitute("<_oxm.oxm(\"%s\")>", py::path_text(as_oxm(self)->filename));
 }
 
 PyMemberDef oxm_members[] = {
-    {"filename", T_OBJECT_EX, offsetof(OxmObject, filename), 0, "The filename."},
+    {const_cast<char *>("filename"), T_OBJECT_EX, offsetof(OxmObject, filename), 0,
+     const_cast<char *>("The filename.")},
     {nullptr, 0, 0, 0, nullptr},
 };
 
-PyType_Slot oxm_slots[] = {
-    {Py_tp_doc, const_cast<char *>("OXM File Object")},
-    {Py_tp_new, reinterpret_cast<void *>(oxm_new)},
-    {Py_tp_init, reinterpret_cast<void *>(oxm_init)},
-    {Py_tp_dealloc, reinterpret_cast<void *>(oxm_dealloc)},
-    {Py_tp_repr, reinterpret_cast<void *>(oxm_repr)},
-    {Py_tp_methods, oxm_methods},
-    {Py_tp_members, oxm_members},
-    {0, nullptr},
-};
+// A static type object on every interpreter, set up field by field (the
+// slot layout differs between 2.7 and 3). Default flags only: the type
+// cannot be subclassed and takes no part in cyclic garbage collection.
+PyTypeObject oxm_type;
 
-// Default flags only: the type cannot be subclassed.
-PyType_Spec oxm_spec = {"_oxm.OXM", sizeof(OxmObject), 0, Py_TPFLAGS_DEFAULT, oxm_slots};
+void describe_type(PyTypeObject *t) {
+    Py_SET_REFCNT(reinterpret_cast<PyObject *>(t), 1);  // static: never freed
+    t->tp_name = "_oxm.OXM";
+    t->tp_doc = "OXM File Object";
+    t->tp_basicsize = sizeof(OxmObject);
+    t->tp_flags = Py_TPFLAGS_DEFAULT;
+    t->tp_new = oxm_new;
+    t->tp_init = oxm_init;
+    t->tp_dealloc = oxm_dealloc;
+    t->tp_repr = oxm_repr;
+    t->tp_methods = oxm_methods;
+    t->tp_members = oxm_members;
+}
 
 }  // namespace
 
-PyObject *oxm_make_type() { return PyType_FromSpec(&oxm_spec); }
+PyObject *oxm_make_type() {
+    if (!(oxm_type.tp_flags & Py_TPFLAGS_READY)) {
+        describe_type(&oxm_type);
+        if (PyType_Ready(&oxm_type) < 0) return nullptr;
+    }
+    Py_INCREF(&oxm_type);
+    return reinterpret_cast<PyObject *>(&oxm_type);
+}
 
 scnapi_handle *oxm_handle(PyObject *self) {
     scnapi_handle *h = as_oxm(self)->handle;

@@ -1,9 +1,7 @@
 // The file object: one scene file opened for reading.
 #pragma once
 
-#define PY_SSIZE_T_CLEAN
-#include <Python.h>
-
+#include "pycompat.h"
 #include "scnapi/scnapi.h"
 
 struct OxmObject {
@@ -12,8 +10,8 @@ struct OxmObject {
     PyObject *filename;     // the path object given to the initialiser
 };
 
-// Creates the type object "_oxm.OXM" (new reference), or null with an
-// exception set.
+// Readies the type object "_oxm.OXM" and returns it (new reference), or
+// null with an exception set.
 PyObject *oxm_make_type();
 
 // The object's open handle, or null with ValueError set when the object was

@@ -92,8 +92,9 @@ static int print_mesh(scnapi_handle *h) {
     int nodes = 0, dim = 0, has_ids = 0, nvars = 0, normals = 0;
     int failed = scn_read_nodes_info(h, 0, &nodes, &dim, &has_ids, &nvars, &normals);
     if (failed || nodes <= 0 || dim <= 0) return 1;
-    float *xyz = malloc(sizeof(float) * (size_t)nodes * (size_t)dim);
-    float *values = malloc(sizeof(float) * (size_t)nodes);
+    /* Cast: C++ consumers compile this file too. */
+    float *xyz = (float *)malloc(sizeof(float) * (size_t)nodes * (size_t)dim);
+    float *values = (float *)malloc(sizeof(float) * (size_t)nodes);
     if (!xyz || !values) {
         free(xyz);
         free(values);

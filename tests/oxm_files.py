@@ -1,11 +1,13 @@
 """Scene files for the _oxm file-object tests, written through the library's
-C writers (ctypes) on a private set of declarations."""
+C writers (ctypes) on a private set of declarations. Python 3 and 2.7."""
+from __future__ import division
+
 import ctypes
 import gc
 from ctypes import POINTER, c_char_p, c_float, c_int, c_void_p
 
 import _oxm
-from scnlib import HandleP, ScnLib, b, close, floats, ints, open_write, text_attr
+from scnlib import PY2, HandleP, ScnLib, b, close, floats, ints, open_write, text_attr
 
 IP = POINTER(c_int)
 FP = POINTER(c_float)
@@ -70,7 +72,7 @@ class Writer:
 
         def call(*args):
             status = entry(self.h, *args)
-            assert status == 0, f"scn_write_{name}{args} -> {status}"
+            assert status == 0, "scn_write_{}{} -> {}".format(name, args, status)
         return call
 
     def psrc_steps(self, index, parts, values, step_id=0):
@@ -98,7 +100,7 @@ class Writer:
         """channels: four (control, colours) pairs."""
         counts = [len(c) for c, _ in channels]
         arrays = [_floats(a) for pair in channels for a in pair]
-        self.var_palette(index, b(name), interp, space, lo, hi, samples, *counts, *arrays)
+        self.var_palette(index, b(name), interp, space, lo, hi, samples, *(counts + arrays))
 
     def attrs(self, kind, index, items):
         """items: (tag, values) with values a list of ints, floats or bytes."""
@@ -111,6 +113,32 @@ class Writer:
             else:
                 buf = ints(values)
             self.attr(kind, index, tag, ctypes.cast(buf, c_void_p))
+
+
+def text(raw):
+    """What a stored text field of bytes `raw` reads as: a str. On 2.7 that
+    is the bytes themselves; on 3 they are decoded as UTF-8, or as Latin-1
+    when they are not valid UTF-8."""
+    if PY2:
+        return raw
+    try:
+        return raw.decode("utf-8")
+    except UnicodeDecodeError:
+        return raw.decode("latin-1")
+
+
+def key_order(keys):
+    """Keys as a dictionary orders them: by insertion on 3; sorted on 2.7,
+    whose dictionaries keep no order."""
+    return sorted(keys) if PY2 else list(keys)
+
+
+def merged(*dicts):
+    """One dictionary of all the entries of `dicts`, later ones winning."""
+    out = {}
+    for d in dicts:
+        out.update(d)
+    return out
 
 
 def channels(*counts):
@@ -147,7 +175,7 @@ def write_scene(path):
     """A file with records of every family the file object reads."""
     with Writer(path) as f:
         f.scene(0, b"intro", 120, 1, 100, 2, 1, 0, 29.97)
-        f.scene(1, "é".encode() * 128, 0, 0, 0, 1, 0, 0, -24.9)
+        f.scene(1, u"\xe9".encode("utf-8") * 128, 0, 0, 0, 1, 0, 0, -24.9)
         f.psrc_steps(0, [3, 1, 4], [0.5, 1.5, 2.5], step_id=7)
         f.psrc_steps(1, [], [], step_id=-2)
         f.part(0, b"wing", b"left wing", 2, 0, 1)

@@ -1,5 +1,7 @@
 """The library's C entries, reached through ctypes on the built _oxm module
-(which exports them), plus helpers shared by the tests."""
+(which exports them), plus helpers shared by the tests.
+
+Written for Python 3 and 2.7 alike: the _oxm tests also run on 2.7."""
 import ctypes
 import json
 import os
@@ -9,7 +11,10 @@ from ctypes import POINTER, c_char, c_char_p, c_float, c_int, c_int64
 
 import _oxm
 
+PY2 = sys.version_info[0] == 2
 HERE = os.path.dirname(os.path.abspath(__file__))
+# h5py is a Python 3 tool here: a 2.7 run names a Python 3 that has it.
+H5TOOL_PYTHON = os.environ.get("H5TOOL_PYTHON", sys.executable)
 NAME_LEN = 256
 MAX_ATTRTAGS = 150
 
@@ -87,8 +92,13 @@ lib.declare("scn_read_scene_num", c_int, HandleP)
 
 
 def b(text):
-    """A str as the bytes the C entries take (None stays None)."""
-    return None if text is None else os.fsencode(text)
+    """A path or str as the bytes the C entries take (None stays None)."""
+    if text is None or isinstance(text, bytes):
+        return text
+    if PY2:
+        text = text if isinstance(text, unicode) else str(text)  # noqa: F821
+        return text.encode(sys.getfilesystemencoding())
+    return os.fsencode(text)
 
 
 def open_write(path, append=0):
@@ -114,17 +124,29 @@ def floats(values):
     return (c_float * len(values))(*values)
 
 
+def run(args, stdin=None, env=None):
+    """Runs a command to its end: (exit status, stdout, stderr) as text."""
+    proc = subprocess.Popen(args, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                            stderr=subprocess.PIPE, cwd=HERE, env=env, universal_newlines=True)
+    out, err = proc.communicate(stdin)
+    return proc.returncode, out, err
+
+
+def _h5tool(command, path, stdin=None):
+    status, out, err = run([H5TOOL_PYTHON, os.path.join(HERE, "h5tool.py"), command, str(path)],
+                           stdin)
+    assert status == 0, err
+    return out
+
+
 def h5dump(path):
     """The file's tree as h5py sees it, read in a separate process."""
-    out = subprocess.run([sys.executable, os.path.join(HERE, "h5tool.py"), "dump", str(path)],
-                         check=True, capture_output=True, text=True).stdout
-    return json.loads(out)
+    return json.loads(_h5tool("dump", path))
 
 
 def h5build(path, tree):
     """Write a file from a tree description with h5py, in a separate process."""
-    subprocess.run([sys.executable, os.path.join(HERE, "h5tool.py"), "build", str(path)],
-                   input=json.dumps(tree), check=True, capture_output=True, text=True)
+    _h5tool("build", path, json.dumps(tree))
 
 
 def text_attr(text, size=NAME_LEN):
@@ -136,14 +158,20 @@ def int_attr(value):
     return {"dtype": "int32", "value": value}
 
 
+def isolated_env(*first):
+    """The environment of a fresh interpreter that imports this _oxm, with
+    the folders `first` ahead of everything on its path."""
+    env = dict(os.environ)
+    env["PYTHONPATH"] = os.pathsep.join(
+        list(first) + [os.path.dirname(os.path.abspath(_oxm.__file__)), HERE,
+                       env.get("PYTHONPATH", "")])
+    return env
+
+
 def run_isolated(source):
     """Run Python source in a fresh process (the library keeps process-wide
     state, such as the version of the file read last); returns its stdout."""
-    env = dict(os.environ)
-    env["PYTHONPATH"] = os.pathsep.join(
-        [os.path.dirname(os.path.abspath(_oxm.__file__)), HERE, env.get("PYTHONPATH", "")])
-    run = subprocess.run([sys.executable, "-c", source], cwd=HERE, env=env,
-                         capture_output=True, text=True)
-    if run.returncode != 0:
-        raise AssertionError(f"isolated run failed:\n{run.stderr}")
-    return run.stdout
+    status, out, err = run([sys.executable, "-c", source], env=isolated_env())
+    if status != 0:
+        raise AssertionError("isolated run failed:\n" + err)
+    return out

@@ -1,10 +1,11 @@
 """The file object on files of the legacy layout and on malformed or
-hand-built files."""
+hand-built files (Python 3 and 2.7)."""
 import numpy as np
 import pytest
 
 import _oxm
 from geomlib import TOP, f32, group, i32, legacy_tree
+from oxm_files import merged
 from scnlib import h5build, text_attr
 
 
@@ -21,19 +22,20 @@ def test_legacy_layout_node_info_first(tmp_path):
     assert o.elemInfo(0, 0)["connectivity"].tolist() == [[1, 0, 9]]
 
 
-VARS = {"/top/Vars": group(nVars=2), **{
-    f"/top/Vars/var_{i}": {"attrs": {"varName": text_attr(name, 64), "varDesc": text_attr("", 128),
-                                     **group(varCentering=3000, varKind=kind, extentsProvided=0,
-                                             paletteProvided=0)["attrs"]}}
-    for i, (name, kind) in enumerate([("s", 3100), ("v", 3101)])}}
+VARS = merged({"/top/Vars": group(nVars=2)}, {
+    "/top/Vars/var_{}".format(i): {"attrs": merged(
+        {"varName": text_attr(name, 64), "varDesc": text_attr("", 128)},
+        group(varCentering=3000, varKind=kind, extentsProvided=0, paletteProvided=0)["attrs"])}
+    for i, (name, kind) in enumerate([("s", 3100), ("v", 3101)])})
 ELEM = "/top/ElemLists/elemlist_0"
 
 
 def nodes(count, dim, coords, var_index=None, num_values=0, vals=()):
-    tree = {**VARS, "/top/Nodes": group(nNodes=1),
-            "/top/Nodes/nodes_0": group(numNodes=count, nodeDimension=dim, hasNodeIds=0,
-                                        numNodalVars=1, nodeNormalIndex=0),
-            "/top/Nodes/nodes_0/coords": f32(coords)}
+    tree = merged(VARS, {"/top/Nodes": group(nNodes=1),
+                         "/top/Nodes/nodes_0": group(numNodes=count, nodeDimension=dim,
+                                                     hasNodeIds=0, numNodalVars=1,
+                                                     nodeNormalIndex=0),
+                         "/top/Nodes/nodes_0/coords": f32(coords)})
     if var_index is not None:
         tree["/top/Nodes/nodes_0/var_0"] = group(varIndex=var_index, numValues=num_values,
                                                  useUndefined=0)
@@ -42,10 +44,11 @@ def nodes(count, dim, coords, var_index=None, num_values=0, vals=()):
 
 
 def elem(etype, count, length, conn, ids, slot_var=None, vals=None):
-    tree = {**VARS, "/top/ElemLists": group(nElemLists=1),
-            ELEM: group(numElemRecs=1, numElemVars=1, elemNormalIndex=0, hasElemIds=1),
-            ELEM + "/elem_0": group(elemListType=etype, elemCount=count, lenList=length),
-            ELEM + "/elem_0/conn": i32(conn), ELEM + "/elem_0/ids": i32(ids)}
+    tree = merged(VARS, {
+        "/top/ElemLists": group(nElemLists=1),
+        ELEM: group(numElemRecs=1, numElemVars=1, elemNormalIndex=0, hasElemIds=1),
+        ELEM + "/elem_0": group(elemListType=etype, elemCount=count, lenList=length),
+        ELEM + "/elem_0/conn": i32(conn), ELEM + "/elem_0/ids": i32(ids)})
     if slot_var is not None:
         tree[ELEM + "/var_0"] = group(varIndex=slot_var, useUndefined=0)
     if vals is not None:
@@ -56,23 +59,23 @@ def elem(etype, count, length, conn, ids, slot_var=None, vals=None):
 
 def palette_var(**extra):
     """A variable whose palette announces two red values but stores no colours."""
-    attrs = {"varName": text_attr("v", 64), "varDesc": text_attr("", 128),
-             "paletteName": text_attr("p", 64), **group(**{**dict(
-                 varCentering=3000, varKind=3100, extentsProvided=0, paletteProvided=1,
-                 paletteInterp=10, colorSpace=10, nSamples=2, nRedOrHue=2, nGrnOrSat=0,
-                 nBluOrVal=0, nAlpha=0), **extra})["attrs"]}
+    ints = merged(dict(varCentering=3000, varKind=3100, extentsProvided=0, paletteProvided=1,
+                       paletteInterp=10, colorSpace=10, nSamples=2, nRedOrHue=2, nGrnOrSat=0,
+                       nBluOrVal=0, nAlpha=0), extra)
+    attrs = merged({"varName": text_attr("v", 64), "varDesc": text_attr("", 128),
+                    "paletteName": text_attr("p", 64)}, group(**ints)["attrs"])
     return {"/top/Vars": group(nVars=1), "/top/Vars/var_0": {"attrs": attrs}}
 
 
 REND = "/top/RendAttrs/rendAttr_0"
-NO_COLOURS = {"paletteExist": True, "numRedValues": 2, **dict.fromkeys(
-    [c + k for c in ("red", "green", "blue", "alpha") for k in ("Control", "Colors")], "absent")}
+NO_COLOURS = merged({"paletteExist": True, "numRedValues": 2}, dict.fromkeys(
+    [c + k for c in ("red", "green", "blue", "alpha") for k in ("Control", "Colors")], "absent"))
 
 
 def record(family, group_name, attrs, **arrays):
-    record_path = f"/top/{family}/{group_name}_0"
-    return {f"/top/{family}": group(**{"n" + family: 1}), record_path: group(**attrs),
-            **{f"{record_path}/{k}": v for k, v in arrays.items()}}
+    record_path = "/top/{}/{}_0".format(family, group_name)
+    return merged({"/top/" + family: group(**{"n" + family: 1}), record_path: group(**attrs)},
+                  {record_path + "/" + k: v for k, v in arrays.items()})
 
 
 # Files whose counts disagree with their arrays, or are impossible: each
@@ -126,7 +129,7 @@ MALFORMED = [
                          ids=[m[0] for m in MALFORMED])
 def test_malformed_files(tmp_path, c_out, case, method, args, tree, expected):
     p = tmp_path / "bad.h5"
-    h5build(p, {**TOP, **tree})
+    h5build(p, merged(TOP, tree))
     call = getattr(_oxm.oxm(str(p)), method)
     if isinstance(expected, str):
         with pytest.raises(RuntimeError) as err:

@@ -1,11 +1,12 @@
 """The file object's method table, and what each method returns: exact keys,
-value types, dtypes and shapes, and every RuntimeError message."""
+value types, dtypes and shapes, and every RuntimeError message. Python 3 and
+2.7 (where text is 2.7's str and dictionaries have no order)."""
 import numpy as np
 import pytest
 
 import _oxm
-from oxm_files import ELEMS, NODES, TOP, VARS, channels, values, write_scene
-from scnlib import h5build, int_attr, text_attr
+from oxm_files import ELEMS, NODES, TOP, VARS, channels, key_order, merged, text, values, write_scene
+from scnlib import PY2, h5build, int_attr, text_attr
 
 METHODS = {  # name: (number of index arguments, doc string); counting methods take none
     "partSrcNum": (0, "Return the number of parts in the file."),
@@ -89,14 +90,14 @@ def var_info(var, kind_name, centering_name="OXR_CENTER_NODE", extents=None, pal
             "extentsExist": extents is not None}
     if extents is not None:
         info["min"], info["max"] = extents
-    return {**info, "paletteExist": palette is not None, **(palette or {})}
+    return merged(info, {"paletteExist": palette is not None}, palette or {})
 
 
 def palette(name, code, code_name, lo, hi, samples, words, counts):
     info = {"paletteName": name, "interpolation": code, "interpolationString": code_name,
             "paletteMin": lo, "paletteMax": hi, "numSamples": samples, "colorspace": code,
             "colorspaceString": code_name}
-    info.update({f"num{w}Values": n for w, n in zip(words, counts)})
+    info.update({"num{}Values".format(w): n for w, n in zip(words, counts)})
     for w, (control, colors) in zip(words, channels(*counts)):
         info[w.lower() + "Control"], info[w.lower() + "Colors"] = f32(*control), f32(*colors)
     return info
@@ -111,12 +112,23 @@ def var_values(var, count, base):
 
 UNKNOWN, UNDEFINED = "ERROR: Unknown enum.", float(np.float32(1e30))
 SCENE = dict.fromkeys(["nParts", "nAnnots", "nVports", "nAplanes", "nViews"], 0)
+
+
+def scene(name, **values):
+    """sceneInfo's keys in order."""
+    out = {"name": name}
+    out.update(SCENE)
+    for key in ["nFrames", "startFrame", "endFrame", "stride", "loopMode", "runMode", "fps"]:
+        out[key] = values[key]
+    return out
+
+
 RESULTS = [
-    ("sceneInfo", (0,), {"name": "intro", **SCENE, "nFrames": 120, "startFrame": 1,
-                         "endFrame": 100, "stride": 2, "loopMode": 1, "runMode": 0, "fps": 29}),
-    # 256 bytes of a two-byte character: decoded, nothing cut; fps truncated toward zero
-    ("sceneInfo", (1,), {"name": "é" * 128, **SCENE, "nFrames": 0, "startFrame": 0,
-                         "endFrame": 0, "stride": 1, "loopMode": 0, "runMode": 0, "fps": -24}),
+    ("sceneInfo", (0,), scene("intro", nFrames=120, startFrame=1, endFrame=100, stride=2,
+                              loopMode=1, runMode=0, fps=29)),
+    # 256 bytes of a two-byte character: nothing cut; fps truncated toward zero
+    ("sceneInfo", (1,), scene(text(u"\xe9".encode("utf-8") * 128), nFrames=0, startFrame=0,
+                              endFrame=0, stride=1, loopMode=0, runMode=0, fps=-24)),
     ("partSrcInfo", (0,), {"stepCount": 3, "stepID": 7}),
     ("partSrcInfo", (1,), {"stepCount": 0, "stepID": -2}),
     ("partSrcSteps", (0,), {"indexes": i32(3, 1, 4), "stepvals": f32(0.5, 1.5, 2.5)}),
@@ -157,18 +169,23 @@ RESULTS = [
                             "hasElemIDs": True}),
     ("elemListVarInfo", (0, 1), {"varID": 1, "undefinedValue": UNDEFINED, "useUndefined": False}),
     ("elemListVarInfo", (0, 2), {"varID": 2, "undefinedValue": UNDEFINED, "useUndefined": True}),
-    *[("elemInfo", (0, rec), {
+] + [
+    ("elemInfo", (0, rec), {
         "elemCount": count, "listLength": len(conn), "elemListType": etype,
         "elemListTypeString": name, "connectivity": i32(*conn).reshape(shape).copy(),
         "ids": np.arange(100, 100 + count, dtype=np.int32)})
-      for rec, ((etype, count, conn, shape), name) in enumerate(zip(ELEMS, [
-          "OXR_ELEM_TRILIST", "OXR_ELEM_LINELIST", "OXR_ELEM_QUADLIST", "OXR_ELEM_POLYGONS",
-          "OXR_ELEM_TRILIST"]))],
+    for rec, ((etype, count, conn, shape), name) in enumerate(zip(ELEMS, [
+        "OXR_ELEM_TRILIST", "OXR_ELEM_LINELIST", "OXR_ELEM_QUADLIST", "OXR_ELEM_POLYGONS",
+        "OXR_ELEM_TRILIST"]))
+] + [
     ("elemInfo", (1, 0), {"elemCount": 1, "listLength": 3, "elemListType": 2004,  # no ids
                           "elemListTypeString": "OXR_ELEM_TRILIST",
                           "connectivity": i32(0, 1, 2).reshape(1, 3).copy(), "ids": None}),
-    *[("nodeVarValues", (0, var), var_values(var, NODES, 100)) for var in range(len(VARS))],
-    *[("elemVarValues", (0, 0, var), var_values(var, 2, 10 * var)) for var in range(len(VARS))],
+] + [
+    ("nodeVarValues", (0, var), var_values(var, NODES, 100)) for var in range(len(VARS))
+] + [
+    ("elemVarValues", (0, 0, var), var_values(var, 2, 10 * var)) for var in range(len(VARS))
+] + [
     ("varInfo", (0,), var_info(0, "OXR_VAR_SCALAR")),
     ("varInfo", (1,), var_info(1, "OXR_VAR_VECTOR", "OXR_CENTER_ELEMENT",
                                extents=(f32(1, 2, 3), f32(4, 5, 6)))),
@@ -185,10 +202,11 @@ RESULTS = [
 
 
 def typed(value):
-    """A result as comparable data: keys in order, each value with its type;
-    arrays with dtype, shape and whether they own C-contiguous writable data."""
+    """A result as comparable data: keys in order (key_order), each value
+    with its type; arrays with dtype, shape and whether they own
+    C-contiguous writable data."""
     if isinstance(value, dict):
-        return [(k, typed(v)) for k, v in value.items()]
+        return [(k, typed(value[k])) for k in key_order(value)]
     if isinstance(value, np.ndarray):
         flags = value.flags
         return ("ndarray", value.dtype.name, value.shape,
@@ -197,7 +215,7 @@ def typed(value):
 
 
 @pytest.mark.parametrize("method,args,expected", RESULTS,
-                         ids=[f"{m}{a}" for m, a, _ in RESULTS])
+                         ids=["{}{}".format(m, a) for m, a, _ in RESULTS])
 def test_results(oxm, method, args, expected):
     assert typed(getattr(oxm, method)(*args)) == typed(expected)
 
@@ -242,7 +260,7 @@ FAILURES = [  # method, arguments, message, what the library printed
 
 
 @pytest.mark.parametrize("method,args,message,printed", FAILURES,
-                         ids=[f"{m}{a}" for m, a, *_ in FAILURES])
+                         ids=["{}{}".format(f[0], f[1]) for f in FAILURES])
 def test_failures(oxm, c_out, method, args, message, printed):
     with pytest.raises(RuntimeError) as err:
         getattr(oxm, method)(*args)
@@ -252,9 +270,11 @@ def test_failures(oxm, c_out, method, args, message, printed):
 
 def test_latin1_fallback_for_invalid_utf8(tmp_path):
     p = tmp_path / "latin.h5"
-    h5build(p, {**TOP, "/top/Parts": {"attrs": {"nParts": int_attr(1)}},
-                "/top/Parts/part_0": {"attrs": {"partName": text_attr("caf\xe9 \xff"),
-                                                "partDesc": text_attr("ok"),
-                                                "partType": int_attr(0)}}})
+    part = {"partName": text_attr(u"caf\xe9 \xff"), "partDesc": text_attr("ok"),
+            "partType": int_attr(0)}
+    h5build(p, merged(TOP, {"/top/Parts": {"attrs": {"nParts": int_attr(1)}},
+                            "/top/Parts/part_0": {"attrs": part}}))
     info = _oxm.oxm(str(p)).partInfo(0)
-    assert info["name"] == "caf\xe9 \xff" and info["partTypeString"] == "OXR_PART_MODEL"
+    # 2.7: the stored bytes as they are
+    assert info["name"] == (b"caf\xe9 \xff" if PY2 else u"caf\xe9 \xff")
+    assert info["partTypeString"] == "OXR_PART_MODEL"

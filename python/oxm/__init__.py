@@ -16,6 +16,7 @@ from ._errors import ScnError, ScnWarning
 from ._file import SceneFile, open
 from ._version import __version__
 from ._meshes import from_meshio
+from ._paths import get_cmake_dir, get_include, get_pkgconfig_dir
 from ._records import (Annot, Aplane, Element, ElemList, ElemListVar, Family, Geom, Image,
                        NodeSet, NodeVar, Note, Palette, Part, Query, RendAttr, Rep, Scene,
                        SceneAnnot, SceneAplane, ScenePart, SceneView, SceneVport, Source,
@@ -33,7 +34,7 @@ __all__ = [
     "AnimLoop", "AnimRun", "AnnotType", "AplaneType", "Attrs", "Centering", "ColorSpace",
     "ElemType", "OwnerKind", "PartType", "PixelFormat", "Projection", "RepType", "SceneFile",
     "SceneWriter", "ScnError", "ScnWarning", "VarKind", "__version__", "create", "enums",
-    "from_meshio", "open",
+    "from_meshio", "get_cmake_dir", "get_include", "get_pkgconfig_dir", "open",
 ]
 
 for _name in dir(_oxm):
