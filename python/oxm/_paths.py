@@ -13,16 +13,16 @@ import os
 _ROOT = os.path.dirname(os.path.abspath(__file__))
 
 
-def get_include():
+def get_include() -> str:
     """The directory to put on the include path for ``#include "scnapi/scnapi.h"``."""
     return os.path.join(_ROOT, "include")
 
 
-def get_cmake_dir():
+def get_cmake_dir() -> str:
     """The directory of ``scnapiConfig.cmake``, for ``scnapi_DIR`` or ``CMAKE_PREFIX_PATH``."""
     return os.path.join(_ROOT, "lib", "cmake", "scnapi")
 
 
-def get_pkgconfig_dir():
+def get_pkgconfig_dir() -> str:
     """The directory of ``scnapi.pc``, for ``PKG_CONFIG_PATH``."""
     return os.path.join(_ROOT, "lib", "pkgconfig")
