@@ -31,7 +31,7 @@ OXM_TESTS := tests/test_module.py $(sort $(wildcard tests/test_oxm_*.py))
 RUN_PY27 = H5TOOL_PYTHON=$(abspath $(PYTHON)) PYTHONPATH=$(abspath $(BUILD27))/binding \
   $(abspath $(VENV27))/bin/python
 
-.PHONY: demo test test-py27 build py27 deps venv asan wheel wheel-check clean
+.PHONY: FORCE demo test test-py27 build py27 deps venv asan wheel wheel-check clean
 
 demo: build
 	$(BUILD)/examples/scene_roundtrip demo.h5
@@ -60,11 +60,16 @@ deps:
 	fi
 
 venv: $(VENV)/.ready
-$(VENV)/.ready: | deps
-	python3 -m venv $(VENV)
+# The venv is set up again (pip skips what is there) when the package list
+# changes: .want holds the list and is rewritten only when it differs.
+$(VENV)/.ready: $(VENV)/.want | deps
+	test -x $(VENV)/bin/python || python3 -m venv $(VENV)
 	$(VENV)/bin/pip install -q --upgrade pip
 	$(VENV)/bin/pip install -q $(PY_PACKAGES)
 	touch $@
+$(VENV)/.want: FORCE
+	@mkdir -p $(VENV); echo '$(PY_PACKAGES)' | cmp -s - $@ || echo '$(PY_PACKAGES)' > $@
+FORCE:
 
 $(BUILD)/build.ninja: CMakeLists.txt $(VENV)/.ready
 	$(CMAKE) -S . -B $(BUILD) -G Ninja -DCMAKE_MAKE_PROGRAM=$(abspath $(VENV))/bin/ninja \
