@@ -9,7 +9,7 @@ VENV ?= .venv
 BUILD ?= build
 PYTHON := $(VENV)/bin/python
 CMAKE := $(VENV)/bin/cmake
-APT_PACKAGES := g++ make pkg-config libhdf5-dev hdf5-tools
+APT_PACKAGES := g++ make pkg-config libhdf5-dev hdf5-tools libdeflate-dev
 PY_PACKAGES := numpy h5py pytest cmake ninja scikit-build-core
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 RUN_PY := PYTHONPATH=$(abspath $(BUILD))/binding:$(abspath python) $(abspath $(PYTHON))
