@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <memory>
-#include <new>
 #include <vector>
 
 #if defined(__x86_64__) || defined(__i386__)
@@ -219,25 +217,40 @@ void byte_unshuffle(const void *in, std::size_t count, std::size_t size, void *o
 // half the array (all of plane 0, 2/3 of plane 1 and 1/3 of plane 2 for four
 // bytes), which bounds the workspace; the blocks keep the kernel's reads and
 // writes in cache.
-bool byte_unshuffle_in_place(void *data, std::size_t count, std::size_t size,
-                             ShuffleKernel kernel) {
-    constexpr std::size_t kBlock = 8192;
-    if (size < 2 || count < 2) return true;
-    Byte *bytes = static_cast<Byte *>(data);
-    std::vector<std::size_t> from(size);
-    std::size_t saved_total = 0;
+namespace {
+
+constexpr std::size_t kBlock = 8192;
+
+// First element of each plane that is read from the workspace.
+std::vector<std::size_t> first_copied(std::size_t count, std::size_t size) {
+    std::vector<std::size_t> from(size, count);
+    if (size < 2 || count < 2) return from;
     for (std::size_t p = 0; p < size; ++p) {
         const std::size_t start = p * count, lead = size * kBlock;
         std::size_t first = start < lead ? 0 : ((start - lead) / ((size - 1) * kBlock) + 1) * kBlock;
         from[p] = std::min(first, count);
-        saved_total += count - from[p];
     }
-    std::unique_ptr<Byte[]> saved(new (std::nothrow) Byte[saved_total]);
-    if (!saved) return false;
+    return from;
+}
+
+}  // namespace
+
+std::size_t unshuffle_workspace_size(std::size_t count, std::size_t size) {
+    std::size_t total = 0;
+    for (std::size_t first : first_copied(count, size)) total += count - first;
+    return total;
+}
+
+void byte_unshuffle_in_place(void *data, std::size_t count, std::size_t size, void *workspace,
+                             ShuffleKernel kernel) {
+    if (size < 2 || count < 2) return;
+    const std::vector<std::size_t> from = first_copied(count, size);
+    Byte *bytes = static_cast<Byte *>(data);
     std::vector<const Byte *> copy(size);
-    for (std::size_t p = 0, at = 0; p < size; at += count - from[p], ++p) {
-        std::memcpy(saved.get() + at, bytes + p * count + from[p], count - from[p]);
-        copy[p] = saved.get() + at;
+    Byte *at = static_cast<Byte *>(workspace);
+    for (std::size_t p = 0; p < size; at += count - from[p], ++p) {
+        std::memcpy(at, bytes + p * count + from[p], count - from[p]);
+        copy[p] = at;
     }
     std::vector<const Byte *> rows(size);
     for (std::size_t a = 0; a < count; a += kBlock) {
@@ -245,7 +258,6 @@ bool byte_unshuffle_in_place(void *data, std::size_t count, std::size_t size,
             rows[p] = a >= from[p] ? copy[p] + (a - from[p]) : bytes + p * count + a;
         unshuffle_rows(rows.data(), std::min(kBlock, count - a), size, bytes + size * a, kernel);
     }
-    return true;
 }
 
 }  // namespace scnapi

@@ -28,10 +28,12 @@ void byte_shuffle(const void *in, std::size_t count, std::size_t size, void *out
 void byte_unshuffle(const void *in, std::size_t count, std::size_t size, void *out,
                     ShuffleKernel kernel = best_shuffle_kernel());
 
-// Unshuffles `data` in place, with a workspace of about half the array
-// (the bytes that would be overwritten before they are read). False, with
-// `data` unchanged, when that workspace cannot be allocated.
-bool byte_unshuffle_in_place(void *data, std::size_t count, std::size_t size,
+// Unshuffles `data` in place with a workspace of
+// unshuffle_workspace_size(count, size) bytes, about half the array (the
+// bytes that would be overwritten before they are read), which must not
+// overlap `data`.
+std::size_t unshuffle_workspace_size(std::size_t count, std::size_t size);
+void byte_unshuffle_in_place(void *data, std::size_t count, std::size_t size, void *workspace,
                              ShuffleKernel kernel = best_shuffle_kernel());
 
 }  // namespace scnapi

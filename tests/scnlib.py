@@ -1,5 +1,6 @@
 """The library's C entries, reached through ctypes on the built _oxm module
 (which exports them), plus helpers shared by the tests."""
+import base64
 import ctypes
 import json
 import os
@@ -116,15 +117,29 @@ def floats(values):
 
 def h5dump(path):
     """The file's tree as h5py sees it, read in a separate process."""
-    out = subprocess.run([sys.executable, os.path.join(HERE, "h5tool.py"), "dump", str(path)],
-                         check=True, capture_output=True, text=True).stdout
-    return json.loads(out)
+    return json.loads(_h5tool("dump", path))
 
 
-def h5build(path, tree):
-    """Write a file from a tree description with h5py, in a separate process."""
-    subprocess.run([sys.executable, os.path.join(HERE, "h5tool.py"), "build", str(path)],
-                   input=json.dumps(tree), check=True, capture_output=True, text=True)
+def _h5tool(*args, stdin=None):
+    return subprocess.run([sys.executable, os.path.join(HERE, "h5tool.py"), *map(str, args)],
+                          input=stdin, check=True, capture_output=True, text=True).stdout
+
+
+def h5build(path, tree, libver=None):
+    """Write a file from a tree description with h5py, in a separate process
+    (libver "v110": in the file format of HDF5 1.10)."""
+    _h5tool("build", path, *([libver] if libver else []), stdin=json.dumps(tree))
+
+
+def h5chunk(path, dataset, data=None, filter_mask=0):
+    """The first raw chunk of a dataset as (filter mask, stored bytes), read
+    with h5py in a separate process; with `data`, replaces it instead."""
+    if data is None:
+        chunk = json.loads(_h5tool("get_chunk", path, dataset))
+        return chunk["filter_mask"], base64.b64decode(chunk["data"])
+    _h5tool("put_chunk", path, dataset,
+            stdin=json.dumps({"filter_mask": filter_mask, "data": base64.b64encode(data).decode()}))
+    return None
 
 
 def text_attr(text, size=NAME_LEN):
