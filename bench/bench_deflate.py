@@ -3,8 +3,9 @@
     python bench/bench_deflate.py [--nodes N] [--repeat R]
 
 The mesh is a jittered structured grid of N nodes (coordinates: 3 float32
-per node) cut into N tetrahedra listed in a locally shuffled order
-(connectivity: 4 int32 per tetrahedron), the way meshers leave them. Every
+per node) cut into N tetrahedra (connectivity: 4 int32 per tetrahedron),
+listed in a locally shuffled order the way meshers leave them ("conn") or in
+cell order ("conn-sorted", which compresses far better). Every
 measurement runs in a fresh process: scnapi through its C entries (ctypes
 over the _oxm module), h5py on its own (so that its bundled HDF5 never
 shares ours), both on the same files with the same storage (one chunk,
@@ -29,11 +30,12 @@ import numpy as np
 HERE = os.path.dirname(os.path.abspath(__file__))
 NODES = "top/Nodes/nodes_0"
 ELEM = "top/ElemLists/elemlist_0/elem_0"
-DATASETS = {"coords": f"{NODES}/coords", "conn": f"{ELEM}/conn"}
+DATASETS = {"coords": f"{NODES}/coords", "conn": f"{ELEM}/conn", "conn-sorted": f"{ELEM}/conn"}
 
 
 def mesh(nodes):
-    """Coordinates (nodes, 3) and connectivity (nodes, 4) of the grid mesh."""
+    """Coordinates (nodes, 3) and connectivity (nodes, 4) of the grid mesh,
+    locally shuffled and in cell order."""
     n = max(2, round(nodes ** (1 / 3)))
     nz = -(-nodes // (n * n)) + 1
     rng = np.random.default_rng(7)
@@ -46,12 +48,13 @@ def mesh(nodes):
     kuhn = np.array([np.cumsum([0] + [corner[a] for a in perm]) for perm in
                      itertools.permutations(range(3))])
     cells = (n - 1) * (n - 1) * max(1, nz - 2)
-    order = np.concatenate([rng.permutation(w) for w in np.array_split(
-        np.arange(nodes), max(1, nodes // 256))])  # tetrahedra shuffled within 256
-    cell = order // 6 % cells
+    tets = np.arange(nodes)
+    cell = tets // 6 % cells
     base = cell % (n - 1) + n * (cell // (n - 1) % (n - 1) + n * (cell // (n - 1) ** 2))
-    conn = np.minimum(base[:, None] + kuhn[order % 6], nodes - 1).astype(np.int32)
-    return coords, conn
+    conn = np.minimum(base[:, None] + kuhn[tets % 6], nodes - 1).astype(np.int32)
+    order = np.concatenate([rng.permutation(w) for w in np.array_split(
+        tets, max(1, nodes // 256))])  # tetrahedra shuffled within 256
+    return coords, conn[order], conn
 
 
 # ---- one step, in a child process -------------------------------------------
@@ -132,8 +135,10 @@ def child(side, op, name, path, source, compress):
 # ---- the runs ---------------------------------------------------------------
 
 def run(side, op, name, path, source, compress):
+    env = dict(os.environ, OPENBLAS_NUM_THREADS="1")  # numpy's idle threads are noise
     out = subprocess.run([sys.executable, __file__, "--child", side, op, name, path, source,
-                          "1" if compress else "0"], check=True, capture_output=True, text=True)
+                          "1" if compress else "0"], check=True, capture_output=True, text=True,
+                         env=env)
     return json.loads(out.stdout.strip().splitlines()[-1])
 
 
@@ -148,7 +153,7 @@ def compare(label, op, name, files, source, nbytes, compress, repeat):
     t_ours = statistics.median(r["seconds"] for r in ours)
     t_theirs = statistics.median(r["seconds"] for r in theirs)
     ratios = sorted(b["seconds"] / a["seconds"] for a, b in zip(ours, theirs))
-    print(f"{label:<13}{op:<6}{name:<7}{t_ours * 1e3:>9.0f}{t_theirs * 1e3:>9.0f}"
+    print(f"{label:<11}{op:<6}{name:<12}{t_ours * 1e3:>9.0f}{t_theirs * 1e3:>9.0f}"
           f"{nbytes / t_ours / 1e6:>9.0f}{nbytes / t_theirs / 1e6:>9.0f}"
           f"{t_theirs / t_ours:>8.2f}  {ratios[0]:.2f}-{ratios[-1]:.2f}")
     return ours, theirs
@@ -162,29 +167,31 @@ def main():
     args = parser.parse_args()
     if args.child:
         return child(*args.child)
-    coords, conn = mesh(args.nodes)
+    coords, conn, conn_sorted = mesh(args.nodes)
     print(f"mesh: {args.nodes} nodes, coords {coords.nbytes / 1e6:.0f} MB float32, "
           f"connectivity {conn.nbytes / 1e6:.0f} MB int32; medians of {args.repeat}, "
           f"each step in a fresh process")
-    print(f"{'storage':<13}{'step':<6}{'array':<7}{'scnapi':>9}{'h5py':>9}{'MB/s':>9}{'MB/s':>9}"
-          f"{'speedup':>8}  spread\n{'':<26}{'ms':>9}{'ms':>9}{'scnapi':>9}{'h5py':>9}")
+    print(f"{'storage':<11}{'step':<6}{'array':<12}{'scnapi':>9}{'h5py':>9}{'MB/s':>9}{'MB/s':>9}"
+          f"{'speedup':>8}  spread\n{'':<29}{'ms':>9}{'ms':>9}{'scnapi':>9}{'h5py':>9}")
     with tempfile.TemporaryDirectory() as tmp:
         sources, sizes = {}, {}
-        for name, arr in (("coords", coords), ("conn", conn)):
+        for name, arr in (("coords", coords), ("conn", conn), ("conn-sorted", conn_sorted)):
             sources[name], sizes[name] = os.path.join(tmp, f"{name}.npy"), arr.nbytes
             np.save(sources[name], arr)
-        del coords, conn
+        del coords, conn, conn_sorted
         peaks = {}
         for compress, label in ((True, "deflate-9"), (False, "contiguous")):
             for name, source in sources.items():
+                if not compress and name == "conn-sorted":
+                    continue
                 files = {side: os.path.join(tmp, f"{side}-{name}.h5") for side in ("scnapi", "h5py")}
-                if compress and name == "conn":  # zlib's level 9 takes minutes here: not compared
+                if compress and name != "coords":  # zlib's level 9 takes minutes: not compared
                     run("scnapi", "write", name, files["scnapi"], source, compress)
                 else:
                     compare(label, "write", name, files, source, sizes[name], compress, args.repeat)
                 if compress and name == "coords":
                     mb = [os.path.getsize(files[side]) / 1e6 for side in ("scnapi", "h5py")]
-                    print(f"{'':<13}{'file':<13}{mb[0]:>8.1f}M{mb[1]:>8.1f}M"
+                    print(f"{'':<11}{'file':<18}{mb[0]:>8.1f}M{mb[1]:>8.1f}M"
                           f"  ({mb[0] / mb[1]:.4f} of h5py's size)")
                 files["read"] = files["scnapi"]
                 ours, theirs = compare(label, "read", name, files, source, sizes[name], compress,
