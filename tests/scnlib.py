@@ -115,14 +115,14 @@ def floats(values):
     return (c_float * len(values))(*values)
 
 
-def h5dump(path):
-    """The file's tree as h5py sees it, read in a separate process."""
-    return json.loads(_h5tool("dump", path))
-
-
 def _h5tool(*args, stdin=None):
     return subprocess.run([sys.executable, os.path.join(HERE, "h5tool.py"), *map(str, args)],
                           input=stdin, check=True, capture_output=True, text=True).stdout
+
+
+def h5dump(path):
+    """The file's tree as h5py sees it, read in a separate process."""
+    return json.loads(_h5tool("dump", path))
 
 
 def h5build(path, tree, libver=None):
@@ -139,7 +139,6 @@ def h5chunk(path, dataset, data=None, filter_mask=0):
         return chunk["filter_mask"], base64.b64decode(chunk["data"])
     _h5tool("put_chunk", path, dataset,
             stdin=json.dumps({"filter_mask": filter_mask, "data": base64.b64encode(data).decode()}))
-    return None
 
 
 def text_attr(text, size=NAME_LEN):
