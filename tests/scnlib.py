@@ -2,6 +2,7 @@
 (which exports them), plus helpers shared by the tests.
 
 Written for Python 3 and 2.7 alike: the _oxm tests also run on 2.7."""
+import base64
 import ctypes
 import json
 import os
@@ -132,21 +133,33 @@ def run(args, stdin=None, env=None):
     return proc.returncode, out, err
 
 
-def _h5tool(command, path, stdin=None):
-    status, out, err = run([H5TOOL_PYTHON, os.path.join(HERE, "h5tool.py"), command, str(path)],
-                           stdin)
+def _h5tool(args, stdin=None):
+    """Runs tests/h5tool.py with `args` (command, file, ...)."""
+    status, out, err = run([H5TOOL_PYTHON, os.path.join(HERE, "h5tool.py")]
+                           + [str(a) for a in args], stdin)
     assert status == 0, err
     return out
 
 
 def h5dump(path):
     """The file's tree as h5py sees it, read in a separate process."""
-    return json.loads(_h5tool("dump", path))
+    return json.loads(_h5tool(["dump", path]))
 
 
-def h5build(path, tree):
-    """Write a file from a tree description with h5py, in a separate process."""
-    _h5tool("build", path, json.dumps(tree))
+def h5build(path, tree, libver=None):
+    """Write a file from a tree description with h5py, in a separate process
+    (libver "v110": in the file format of HDF5 1.10)."""
+    _h5tool(["build", path] + ([libver] if libver else []), json.dumps(tree))
+
+
+def h5chunk(path, dataset, data=None, filter_mask=0):
+    """The first raw chunk of a dataset as (filter mask, stored bytes), read
+    with h5py in a separate process; with `data`, replaces it instead."""
+    if data is None:
+        chunk = json.loads(_h5tool(["get_chunk", path, dataset]))
+        return chunk["filter_mask"], base64.b64decode(chunk["data"])
+    _h5tool(["put_chunk", path, dataset],
+            json.dumps({"filter_mask": filter_mask, "data": base64.b64encode(data).decode()}))
 
 
 def text_attr(text, size=NAME_LEN):
