@@ -14,7 +14,9 @@ start with "@" (the checker computes them: "@components" is the floats per
 value of the variable the record's "varIndex" names, "@slot_components"
 that of the element list's slot with the record's index, "@extents" the
 length of a variable's extents by its kind, "@pixel_bytes" the bytes per
-pixel of the image's format).
+pixel of the image's format). A level's `rule` names a check that the
+table cannot say: element connectivity against its type, node references
+against the node set.
 """
 from typing import Dict, NamedTuple, Optional, Tuple, Union
 
@@ -63,6 +65,7 @@ class Level(NamedTuple):
     levels: Tuple["Level", ...] = ()
     optional: bool = False  # records below the count may be missing
     tagged: int = 0  # owner kind of the records' tagged attributes (0: none)
+    rule: str = ""  # a check of the checker's own for these records
 
 
 class Family(NamedTuple):
@@ -135,7 +138,7 @@ FAMILIES: Tuple[Family, ...] = (
     Family("geoms", "geom", "Geoms", Level("geom", "nGeoms", (
         attr("whichNodes", ref="node_sets"), attr("whichElemList", ref="elem_lists", none=True),
         attr("extentsProvided"), attr("empty"),
-        data("extents", FLOAT, 6, when="extentsProvided")), tagged=7)),
+        data("extents", FLOAT, 6, when="extentsProvided")), tagged=7, rule="node_range")),
     Family("node_sets", "node set", "Nodes", Level("nodes", "nNodes", (
         attr("numNodes"), attr("nodeDimension"), attr("hasNodeIds"), attr("numNodalVars"),
         attr("nodeNormalIndex"), data("coords", FLOAT, "numNodes", "nodeDimension"),
@@ -153,7 +156,7 @@ FAMILIES: Tuple[Family, ...] = (
         Level("elem", "numElemRecs", (
             attr("elemListType"), attr("elemCount"), attr("lenList"),
             data("conn", INT, "lenList"), data("ids", INT, "elemCount", when="hasElemIds")),
-            levels=(Level("var", "numElemVars", (
+            rule="connectivity", levels=(Level("var", "numElemVars", (
                 attr("numValues", equals="elemCount"),
                 data("vals", FLOAT, "numValues", "@slot_components")), optional=True),)),
     ))),

@@ -9,13 +9,14 @@ import os
 import sys
 import warnings
 from enum import IntEnum
-from typing import Any, Iterable, Iterator, List, Optional, TypeVar
+from typing import Any, Iterable, Iterator, TypeVar
 
 import numpy as np
 
 from .. import _capi, _h5
 from .._errors import ScnError, ScnWarning
 from .._file import SceneFile
+from .._layout import TOP
 
 T = TypeVar("T")
 
@@ -58,8 +59,8 @@ def why_not_scene_file(path: str) -> str:
         with _h5.File(path) as h5:
             if h5.kind("/top") != "group":
                 return "not a scene file (an HDF5 file without a /top group)"
-            missing = [a for a in ("scn_api_version", "scn_file_version")
-                       if h5.attr("/top", a, read=False) is None]
+            missing = [i.name for i in TOP if not i.optional and not any(
+                h5.attr("/top", n, read=False) for n in (i.name, i.alt) if n)]
             if missing:
                 return f"not a scene file (no {' or '.join(missing)} on /top)"
     except OSError:
@@ -171,19 +172,10 @@ def progress(items: Iterable[T], total: int, what: str) -> Iterator[T]:
         yield from items
         return
     yield from tqdm(items, total=total, desc=what, unit="", file=sys.stderr, delay=1.0,
-                    leave=False)
+                    leave=False, disable=False)
 
 
 def library_version() -> str:
     name, version, file_version = (_capi.call(e).decode() for e in (
         "scnapi_name", "scnapi_version", "scnfile_version"))
     return f"{name} {version}, file format {file_version}"
-
-
-def one_or_list(entries: List[Any], several: bool) -> Any:
-    """One JSON document: the entry of one file, or the list for several."""
-    return entries if several else entries[0]
-
-
-def first_line(doc: Optional[str]) -> str:
-    return (doc or "").strip().splitlines()[0] if doc else ""

@@ -20,7 +20,7 @@ from .._layout import FAMILIES, TOP
 from .._records import Annot, Aplane, ElemList, Image, NodeSet, Note, Part, Scene, Variable, Vport
 from .._version import __version__
 from ._common import (CliError, attempt, fail, failed, library_version, number, numbers,
-                      one_or_list, open_scene, print_json)
+                      open_scene, print_json)
 
 Entry = Dict[str, Any]
 NOTE_CHARS = 60  # of a note's text shown
@@ -233,5 +233,5 @@ def run(args: argparse.Namespace) -> int:
         if not args.json:
             print(text(info, library_version()))
     if args.json:
-        print_json(one_or_list(entries, len(args.files) > 1))
+        print_json(entries if len(args.files) > 1 else entries[0])  # a list for several files
     return status

@@ -13,7 +13,7 @@ from typing import Any, Optional, Sequence, TextIO, Tuple, Type, Union
 from .._errors import ScnError, ScnWarning
 from .._version import __version__
 from . import _check, _convert, _demo, _dump, _info
-from ._common import CliError, fail, first_line, library_version
+from ._common import CliError, fail, library_version
 
 # (name, module): the one place where a command is registered.
 COMMANDS: Tuple[Tuple[str, ModuleType], ...] = (
@@ -23,6 +23,10 @@ COMMANDS: Tuple[Tuple[str, ModuleType], ...] = (
     ("convert", _convert),
     ("demo", _demo),
 )
+
+
+def first_line(doc: Optional[str]) -> str:
+    return doc.strip().splitlines()[0] if doc else ""
 
 
 def build_parser() -> argparse.ArgumentParser:
