@@ -87,7 +87,7 @@ def _colour(palette: Any, x: Any) -> Any:
 def _vport_attrs(frame: int, frames: int) -> Dict[str, Any]:
     """A camera on a circle around the body, 35 degrees above its plane."""
     angle, up = 2 * np.pi * frame / frames, np.radians(35)
-    eye = 4.2 * np.array([np.cos(angle) * np.cos(up), np.sin(angle) * np.cos(up), np.sin(up)])
+    eye = 6.0 * np.array([np.cos(angle) * np.cos(up), np.sin(angle) * np.cos(up), np.sin(up)])
     return {"OXR_VPORT_LOOKFROM": eye, "OXR_VPORT_LOOKAT": [0.0, 0.0, 0.0],
             "OXR_VPORT_UPDIR": [0.0, 0.0, 1.0], "OXR_VPORT_PERANG": 30.0,
             "OXR_VPORT_ZNEAR": 0.1, "OXR_VPORT_ZFAR": 20.0, "OXR_VPORT_PROJTYPE": 30,

@@ -108,10 +108,11 @@ def _clip(text: Optional[str]) -> str:
 
 
 def _camera(e: Entry) -> str:
-    if e["look_from"] is None:
-        return ""
+    """What the viewport's tagged attributes tell of its camera."""
+    at = "" if e["look_from"] is None else f" at {numbers(e['look_from'])}"
+    to = "" if e["look_at"] is None else f" looking at {numbers(e['look_at'])}"
     angle = "" if e["angle"] is None else f", {number(e['angle'])} degrees"
-    return f", camera at {numbers(e['look_from'])} looking at {numbers(e['look_at'])}{angle}"
+    return f", camera{at}{to}{angle}" if at or to or angle else ""
 
 
 # family, its builder and its line: the records listed one line each
