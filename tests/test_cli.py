@@ -129,7 +129,8 @@ RUNS = [
      r"(.|\n)*node set 0: 288 nodes in 3-D, 1 variable, with ids\n(.|\n)*element list 0: 96 "
      r"OXR_ELEM_TRILIST, 240 OXR_ELEM_QUADLIST in 2 records", r"^$"),
     (["info", "{demo}"], 0, r"compression: shuffle \+ deflate 9 \(\d+ arrays(.|\n)*viewport 0: "
-     r"parts \[0, 1\], camera at \[4\.915, 0, 3\.441\] looking at \[0, 0, 0\], 30 degrees\n", r"^$"),
+     r"parts \[0, 1\], camera at \[4\.915, 0, 3\.441\] looking at \[0, 0, 0\], 30 degrees\n",
+     r"^$"),
     (["info", "--json", "{demo}", "{demo}"], 0,
      lambda doc: len(doc) == 2 and doc[0]["counts"]["vports"] == 24, r"^$"),
     (["info", "{missing}"], 1, r"^$", r"^oxm: {missing}: No such file or directory\n$"),
