@@ -109,10 +109,11 @@ def _fill(f: SceneFile, dtype: Any, shape: Tuple[int, ...], entry: str,
           *args: Any) -> npt.NDArray[Any]:
     """A new array of `shape` that `entry` (called with the handle, `args`
     and the array's address) fills; an empty one without calling the
-    library when the shape holds nothing."""
+    library when the shape holds nothing. Zero-filled (lazily, by calloc):
+    a dataset created but never written leaves the array as it was."""
     if min(shape, default=0) < 0:
         raise ScnError(f"{entry}: the file announces a negative count {shape}")
-    arr = np.empty(shape, dtype)
+    arr = np.zeros(shape, dtype)
     if arr.size:
         with operation:
             call(entry, f._handle(), *args, arr.ctypes.data)
@@ -123,7 +124,7 @@ def _fill_pair(f: SceneFile, n: int, entry: str, *args: Any,
                second: Any = np.int32) -> Tuple[IntArray, Any]:
     """Two arrays of `n` entries that one library call fills (frame arrays,
     source steps)."""
-    a, b = np.empty(max(n, 0), np.int32), np.empty(max(n, 0), second)
+    a, b = np.zeros(max(n, 0), np.int32), np.zeros(max(n, 0), second)
     if n > 0:
         with operation:
             call(entry, f._handle(), *args, a.ctypes.data, b.ctypes.data)
@@ -697,7 +698,7 @@ class Variable:
             call("scn_read_var_palette_info", h, self.index, name, a[0], a[1], f._float_addr[0],
                  f._float_addr[1], *a[2:7])
             counts = [max(i[k], 0) for k in range(3, 7)]
-            arrays = [np.empty(n, np.float32) for n in counts for _ in range(2)]
+            arrays = [np.zeros(n, np.float32) for n in counts for _ in range(2)]
             call("scn_read_var_palette_colors", h, self.index, *[x.ctypes.data for x in arrays])
             return Palette(text(name.raw), i[0], _member(ColorSpace, i[1]), fl[0], fl[1], i[2],
                            tuple((arrays[2 * c], arrays[2 * c + 1]) for c in range(4)))
