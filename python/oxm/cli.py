@@ -36,6 +36,10 @@ def _format(info):
 
 
 def main(argv=None):
+    argv = sys.argv[1:] if argv is None else argv
+    if argv[:1] == ["render"]:
+        from oxm.render._command import main as render
+        return render(argv[1:])
     parser = argparse.ArgumentParser(prog="oxm", description="Summarise scene files.")
     parser.add_argument("files", nargs="+", help="scene files")
     parser.add_argument("--json", action="store_true", help="print the summary as JSON")
