@@ -8,6 +8,8 @@ needs pyvista (``pip install scnapi[render]``); animations also imageio.
 """
 from __future__ import annotations
 
+import importlib
+import importlib.util
 import os
 import warnings
 from typing import TYPE_CHECKING, Any, Iterable, Iterator, List, Optional, Sequence, Tuple
@@ -63,11 +65,11 @@ def show(f: SceneFile, scene: int = 0, frame: int = 0, size: Sequence[int] = DEF
          vport: Optional[int] = None, view: Optional[int] = None) -> None:
     """Displays a frame in Jupyter (or any IPython display)."""
     try:
-        from IPython.display import Image, display
+        ipython: Any = importlib.import_module("IPython.display")
     except ImportError:
         raise ImportError("show() displays in Jupyter or IPython (pip install ipython); "
                           "render() gives the image as an array") from None
-    display(Image(data=to_png(render(f, scene, frame, size, vport, view))))
+    ipython.display(ipython.Image(data=to_png(render(f, scene, frame, size, vport, view))))
 
 
 def played_frames(f: SceneFile, scene: int) -> List[int]:
@@ -87,14 +89,15 @@ def to_png(image: Any) -> bytes:
     import numpy as np
     from ._scene import _require
     _require()
-    from vtkmodules.util.numpy_support import numpy_to_vtk
+    from vtkmodules.util import numpy_support
     from vtkmodules.vtkCommonDataModel import vtkImageData
     from vtkmodules.vtkIOImage import vtkPNGWriter
     h, w, channels = image.shape
     data = vtkImageData()
     data.SetDimensions(w, h, 1)
     pixels = np.ascontiguousarray(image[::-1].reshape(-1, channels), np.uint8)
-    data.GetPointData().SetScalars(numpy_to_vtk(pixels, deep=True))
+    to_vtk: Any = numpy_support.numpy_to_vtk
+    data.GetPointData().SetScalars(to_vtk(pixels, deep=True))
     writer = vtkPNGWriter()
     writer.SetInputData(data)
     writer.WriteToMemoryOn()
@@ -131,17 +134,13 @@ def save(images: Iterable[Tuple[int, Any]], path: str, fps: float = 10.0,
                           "pip install scnapi[render]") from None
     fps = fps if fps > 0 else 10.0
     if ext == ".mp4":
-        try:
-            import imageio_ffmpeg  # noqa: F401
-        except ImportError:
+        if importlib.util.find_spec("imageio_ffmpeg") is None:
             raise ImportError("MP4 output needs the optional package 'imageio-ffmpeg': "
-                              "pip install imageio-ffmpeg (or write a .gif)") from None
-        with imageio.get_writer(path, fps=fps) as writer:
-            for _, image in images:
-                writer.append_data(image)
-    else:
-        # duration per frame in milliseconds; loop=0 plays forever
-        with imageio.get_writer(path, mode="I", duration=1000.0 / fps, loop=0) as writer:
-            for _, image in images:
-                writer.append_data(image)
+                              "pip install imageio-ffmpeg (or write a .gif)")
+        writer: Any = imageio.get_writer(path, fps=fps)
+    else:  # a frame's duration in milliseconds; loop 0 plays forever
+        writer = imageio.get_writer(path, mode="I", duration=1000.0 / fps, loop=0)
+    with writer:
+        for _, image in images:
+            writer.append_data(image)
     return [path]

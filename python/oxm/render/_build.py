@@ -125,11 +125,11 @@ def build(pv: Any, f: SceneFile, geom: int, var: Optional[int],
 
     pieces = []
     keys = {0: "verts", 1: "lines", 2: "faces"}
-    for dim, blocks in by_dim.items():
-        if not blocks:
+    for dim, cells in by_dim.items():
+        if not cells:
             continue
-        mesh = pv.PolyData(points, **{keys[dim]: _cell_array(pv, blocks)})
-        pieces.append(Piece(dim, _with_values(mesh, point_values, blocks),
+        mesh = pv.PolyData(points, **{keys[dim]: _cell_array(pv, cells)})
+        pieces.append(Piece(dim, _with_values(mesh, point_values, cells),
                             point_values is not None))
     if solids:
         pieces.append(Piece(2, _surface(pv, points, solids, point_values),

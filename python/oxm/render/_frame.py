@@ -10,8 +10,8 @@ outside the file) is skipped and said in ``Frame.skipped``.
 from __future__ import annotations
 
 from dataclasses import dataclass, field
-from typing import (TYPE_CHECKING, Any, Callable, Dict, FrozenSet, List, Optional, Tuple,
-                    TypeVar)
+from typing import (TYPE_CHECKING, Any, Callable, Dict, FrozenSet, List, Optional, Set,
+                    Tuple, TypeVar)
 
 from .._errors import ScnError
 
@@ -207,22 +207,22 @@ def resolve(f: SceneFile, scene: int = 0, frame: int = 0, view: Optional[int] = 
 
     for sp in _all(s.parts, r, f"scene {scene}"):
         what = f'scene part {sp.index} ("{sp.name}")'
-        index = r.step(sp, f.part_sources, what)
-        if index is not None:
-            _add(out.parts, r.part(sp.index, sp.name, index, what, r.records(sp)))
+        part = r.step(sp, f.part_sources, what)
+        if part is not None:
+            _add(out.parts, r.part(sp.index, sp.name, part, what, r.records(sp)))
 
     for sv in _all(s.vports, r, f"scene {scene}"):
         what = f"scene viewport {sv.index}"
         frames = r.record(views, sv.index, f"{what} in view {view}") if views else sv
         if frames is None:
             continue
-        index = r.step(sv, f.vport_sources, what, frames)
-        vport = None if index is None else r.record(f.vports, index, what)
-        if index is not None and vport is None:
+        shown = r.step(sv, f.vport_sources, what, frames)
+        vport = None if shown is None else r.record(f.vports, shown, what)
+        if shown is not None and vport is None:
             continue  # the record is missing: the viewport is not drawn
         listed = _ints(lambda: sv.part_indices, r, what)
         own = _ints(lambda: vport.parts, r, what) if vport is not None else ()
-        out.vports.append(FrameVport(sv.index, index, listed or None, own or None))
+        out.vports.append(FrameVport(sv.index, shown, listed or None, own or None))
     if not out.vports:  # a scene without viewports: one default viewport
         out.vports.append(FrameVport(None, None, None, None))
 
@@ -230,12 +230,13 @@ def resolve(f: SceneFile, scene: int = 0, frame: int = 0, view: Optional[int] = 
     # annotation records; a plane that lists none carries the annotation
     # records of its own record. Scene annotations on no plane are drawn
     # over the whole window.
-    placed = set()
-    annot_of = {}
+    placed: Set[int] = set()
+    annot_of: Dict[int, int] = {}
     for sa in _all(s.annots, r, f"scene {scene}"):
-        index = r.step(sa, f.annot_sources, f"scene annotation {sa.index}")
-        if index is not None and r.record(f.annots, index, f"scene annotation {sa.index}"):
-            annot_of[sa.index] = index
+        what = f"scene annotation {sa.index}"
+        annot = r.step(sa, f.annot_sources, what)
+        if annot is not None and r.record(f.annots, annot, what) is not None:
+            annot_of[sa.index] = annot
     for sp_ in _all(s.aplanes, r, f"scene {scene}"):
         what = f"scene annotation plane {sp_.index}"
         plane = r.record(f.aplanes, sp_.aplane, what)

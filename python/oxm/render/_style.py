@@ -64,7 +64,7 @@ _REP_MODES = {
     _oxm.OXR_REP_FULL: "elements"}
 
 
-def part_style(attrs: Mapping[str, Any], rep_type: int, hidden_line: bool = False) -> PartStyle:
+def part_style(attrs: Mapping[Any, Any], rep_type: int, hidden_line: bool = False) -> PartStyle:
     """The style of a rep from its render attribute's converted attributes
     (a mapping by tag name; missing tags take a viewer's defaults)."""
     a = attrs.get
@@ -144,7 +144,7 @@ def _vec(value: Any) -> Optional[Vec3]:
     return (x, y, z)
 
 
-def camera(attrs: Mapping[str, Any]) -> Optional[Camera]:
+def camera(attrs: Mapping[Any, Any]) -> Optional[Camera]:
     """The viewport's camera, or None (a default camera fitted to the
     bounds) when the viewport does not give both look-from and look-at."""
     a = attrs.get
@@ -159,7 +159,8 @@ def camera(attrs: Mapping[str, Any]) -> Optional[Camera]:
     if up is None or np.linalg.norm(np.cross(view, up)) < 1e-6 * distance * np.linalg.norm(up):
         # no up direction, or one along the line of sight: the axis most
         # across the line of sight
-        up = tuple(float(x) for x in np.eye(3)[int(np.argmin(np.abs(view)))])
+        axis = int(np.argmin(np.abs(view)))
+        up = (float(axis == 0), float(axis == 1), float(axis == 2))
     angle = a("OXR_VPORT_PERANG")
     angle = float(angle) if angle and 0.0 < angle < 180.0 else DEFAULT_ANGLE
     near, far = a("OXR_VPORT_ZNEAR"), a("OXR_VPORT_ZFAR")
@@ -172,10 +173,10 @@ def camera(attrs: Mapping[str, Any]) -> Optional[Camera]:
     # view of the same angle shows there: half the height is
     # distance * tan(angle / 2).
     scale = distance * math.tan(math.radians(angle) / 2.0)
-    return Camera(eye, at, up, angle, clipping, parallel, scale)  # type: ignore[arg-type]
+    return Camera(eye, at, up, angle, clipping, parallel, scale)
 
 
-def viewport_rect(attrs: Mapping[str, Any]) -> Tuple[float, float, float, float]:
+def viewport_rect(attrs: Mapping[Any, Any]) -> Tuple[float, float, float, float]:
     """(xmin, ymin, xmax, ymax) of the viewport in the image, as fractions
     of its width and height from the lower left corner: its position and
     size are floats, fractions of the window (clipped to it)."""
@@ -197,7 +198,7 @@ class Background(NamedTuple):
 WINDOW: Vec3 = (0.0, 0.0, 0.0)  # behind the viewports, and the fill "none" or "inherit"
 
 
-def background(attrs: Mapping[str, Any]) -> Background:
+def background(attrs: Mapping[Any, Any]) -> Background:
     """The fill of a viewport from its background colours: up to four RGBA
     colours (OXR_VPORT_BACKGROUNDCOLORS, OXR_VPORT_BACKGROUNDNUMCOL of them)
     at heights OXR_VPORT_BACKGROUNDPOS. A solid fill takes the first; a
@@ -317,7 +318,7 @@ _VALIGN = {_oxm.OXR_ANNOT_ALIGN_BOTTOM: "bottom", _oxm.OXR_ANNOT_ALIGN_CENTER: "
            _oxm.OXR_ANNOT_ALIGN_TOP: "top"}
 
 
-def plane_rect(attrs: Optional[Mapping[str, Any]]) -> Optional[Rect]:
+def plane_rect(attrs: Optional[Mapping[Any, Any]]) -> Optional[Rect]:
     """Where a 2-D annotation plane lies in the image (fractions, from the
     lower left): at OXR_APLANE_POS with OXR_APLANE_WIDTH and HEIGHT
     (default the whole image). None for a 3-D plane, which is not drawn."""
@@ -347,7 +348,7 @@ def _positive(value: Any, default: float) -> float:
     return float(value) if isinstance(value, (int, float)) and value > 0 else default
 
 
-def annotation(annot_type: int, attrs: Mapping[str, Any], plane: Rect) -> Optional[Any]:
+def annotation(annot_type: int, attrs: Mapping[Any, Any], plane: Rect) -> Optional[Any]:
     """A Text or Legend for an annotation on a plane; None for the types
     that are not drawn (images, plots) and texts without a string."""
     a = attrs.get
@@ -361,8 +362,8 @@ def annotation(annot_type: int, attrs: Mapping[str, Any], plane: Rect) -> Option
                     _vec3(a("OXR_ANNOT_TEXT_RGB"), (1.0, 1.0, 1.0)),
                     min(max(float(opacity), 0.0), 1.0) if opacity is not None else 1.0,
                     TEXT_HEIGHT * _positive(a("OXR_ANNOT_TEXT_SCALE"), 1.0),
-                    _HALIGN.get(a("OXR_ANNOT_TEXT_XALIGN"), "left"),
-                    _VALIGN.get(a("OXR_ANNOT_TEXT_YALIGN"), "bottom"),
+                    _HALIGN.get(a("OXR_ANNOT_TEXT_XALIGN") or 0, "left"),
+                    _VALIGN.get(a("OXR_ANNOT_TEXT_YALIGN") or 0, "bottom"),
                     float(a("OXR_ANNOT_TEXT_ANGLE") or 0.0),
                     bool(style & _oxm.OXR_FONT_BOLD), bool(style & _oxm.OXR_FONT_ITALIC))
     if annot_type == _oxm.OXR_ANNOT_LEGEND:
