@@ -15,7 +15,8 @@ def triangle(x0=0.0, y0=0.0, size=1.0, z=0.0):
     return ([[x0, y0, z], [x0 + size, y0, z], [x0, y0 + size, z]], TRI, [[0, 1, 2]])
 
 
-def write_scene(path, parts, vport=None, n_frames=1, variables=(), planes=(), scene=True):
+def write_scene(path, parts, vport=None, n_frames=1, variables=(), planes=(), scene=True,
+                compression=None):
     """A scene file: `parts` is a list of dicts with "steps" (per source
     step a list of geometries (coords, element type, connectivity[,
     node values[, element values]]) and "attrs" (the render attribute's);
@@ -23,7 +24,7 @@ def write_scene(path, parts, vport=None, n_frames=1, variables=(), planes=(), sc
     viewport's attributes (None: no viewport). `variables`: (name,
     centering, palette channels, range[, colour space]). `planes`:
     per annotation plane (attrs, [(annot type, attrs)])."""
-    with oxm.create(path, compression=None) as w:
+    with oxm.create(path, compression=compression) as w:
         for name, centering, channels, value_range, *space in variables:
             v = w.variable(name=name, centering=centering)
             w.palette(v, name, channels, value_range=value_range,

@@ -27,10 +27,20 @@ class Piece(NamedTuple):
     by_point: bool  # the values are per node (else per element), when there are any
 
 
+class GeomArrays(NamedTuple):
+    """A geom as read: node coordinates, cells by dimension drawn as they
+    are, the other cells (drawn by their surface), each with its values."""
+
+    points: Any  # (n, 3) float32
+    cells: Dict[int, List[Tuple[Any, Any]]]  # dim -> [(cells (m, k), values per cell)]
+    solids: List[Tuple[CellBlock, Any]]
+    point_values: Optional[Any]  # per node, when the variable is node-centred here
+
+
 class GeomMeshes(NamedTuple):
     points: Any  # (n, 3) float32
     pieces: List[Piece]
-    point_values: Optional[Any]  # per node, when the variable is node-centred here
+    point_values: Optional[Any]
 
 
 def _magnitude(values: Any) -> Any:
@@ -58,11 +68,12 @@ def _cell_array(pv: Any, blocks: List[Tuple[Any, Any]]) -> Any:
     return pv.CellArray.from_arrays(offsets, conn)
 
 
-def build(pv: Any, f: SceneFile, geom: int, var: Optional[int],
-          skipped: List[str]) -> Optional[GeomMeshes]:
-    """The meshes of geom `geom` with the values of variable `var` (None:
+def read(f: SceneFile, geom: int, var: Optional[int],
+         skipped: List[str]) -> Optional[GeomArrays]:
+    """The arrays of geom `geom` with the values of variable `var` (None:
     no colouring), or None (said in `skipped`) when the file does not hold
-    its geometry."""
+    its geometry. Element records that name nodes outside the node set are
+    left out."""
     what = f"geom {geom}"
     try:
         g = f.geoms.read(geom)
@@ -123,18 +134,22 @@ def build(pv: Any, f: SceneFile, geom: int, var: Optional[int],
                     else:
                         solids.append((b, cell_values))
 
+    return GeomArrays(points, by_dim, solids, point_values)
+
+
+def build(pv: Any, g: GeomArrays) -> GeomMeshes:
+    """The meshes to draw of a geom: one PolyData per dimension, sharing
+    the points."""
     pieces = []
     keys = {0: "verts", 1: "lines", 2: "faces"}
-    for dim, cells in by_dim.items():
-        if not cells:
-            continue
-        mesh = pv.PolyData(points, **{keys[dim]: _cell_array(pv, cells)})
-        pieces.append(Piece(dim, _with_values(mesh, point_values, cells),
-                            point_values is not None))
-    if solids:
-        pieces.append(Piece(2, _surface(pv, points, solids, point_values),
-                            point_values is not None))
-    return GeomMeshes(points, pieces, point_values)
+    by_point = g.point_values is not None
+    for dim, cells in g.cells.items():
+        if cells:
+            mesh = pv.PolyData(g.points, **{keys[dim]: _cell_array(pv, cells)})
+            pieces.append(Piece(dim, _with_values(mesh, g.point_values, cells), by_point))
+    if g.solids:
+        pieces.append(Piece(2, _surface(pv, g.points, g.solids, g.point_values), by_point))
+    return GeomMeshes(g.points, pieces, g.point_values)
 
 
 def _element_values(rec: Any, slots: List[Any], wanted: bool) -> Optional[Any]:

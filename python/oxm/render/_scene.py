@@ -6,6 +6,7 @@ from __future__ import annotations
 
 import os
 import sys
+import time
 from types import SimpleNamespace
 from typing import TYPE_CHECKING, Any, Dict, List, Optional, Tuple
 
@@ -49,10 +50,15 @@ class Painter:
     """Draws frames of one scene file at one size; keeps the meshes, styles
     and colour tables it made for the next frames."""
 
-    def __init__(self, f: SceneFile, size: Tuple[int, int]) -> None:
+    def __init__(self, f: SceneFile, size: Tuple[int, int],
+                 timings: Optional[Dict[str, float]] = None) -> None:
         self.pv, self.vtk = _require()
         self.f = f
         self.size = (int(size[0]), int(size[1]))
+        # seconds spent reading the file's arrays, building the VTK scene
+        # and rendering it, summed over the frames drawn
+        self.timings = {"read": 0.0, "build": 0.0, "render": 0.0} if timings is None \
+            else timings
         self._meshes: Dict[Tuple[int, Optional[int]], Optional[_build.GeomMeshes]] = {}
         self._attrs: Dict[Tuple[str, int], Any] = {}
         self._luts: Dict[int, Any] = {}
@@ -110,6 +116,7 @@ class Painter:
         scene viewport `vport` alone over the whole image."""
         vtk = self.vtk
         skipped = frame.skipped
+        start, read = time.perf_counter(), self.timings["read"]
         window = vtk.vtkRenderWindow()
         window.SetOffScreenRendering(1)
         window.SetSize(*self.size)
@@ -134,6 +141,8 @@ class Painter:
             for actor in self._annotations(plane, skipped):
                 overlay.AddViewProp(actor)
         window.AddRenderer(overlay)
+        built = time.perf_counter()
+        self.timings["build"] += built - start - (self.timings["read"] - read)
         window.Render()
         grab = vtk.vtkWindowToImageFilter()
         grab.SetInput(window)
@@ -144,6 +153,7 @@ class Painter:
         w, h, _ = image.GetDimensions()
         pixels = vtk.vtk_to_numpy(image.GetPointData().GetScalars()).reshape(h, w, 3)[::-1].copy()
         window.Finalize()
+        self.timings["render"] += time.perf_counter() - built
         return pixels
 
     def _viewport(self, frame: Frame, v: FrameVport, whole: bool,
@@ -216,7 +226,10 @@ class Painter:
                skipped: List[str]) -> Optional[_build.GeomMeshes]:
         key = (geom, var)
         if key not in self._meshes:
-            self._meshes[key] = _build.build(self.pv, self.f, geom, var, skipped)
+            start = time.perf_counter()
+            arrays = _build.read(self.f, geom, var, skipped)
+            self.timings["read"] += time.perf_counter() - start
+            self._meshes[key] = None if arrays is None else _build.build(self.pv, arrays)
         return self._meshes[key]
 
     def _lut(self, var: Any, layer: _style.Layer, meshes: List[_build.GeomMeshes]) -> Any:
