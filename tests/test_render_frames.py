@@ -193,6 +193,15 @@ def test_palette_tables(space, interp, channels, expected):
     assert np.allclose(st.palette_table(palette), expected)
 
 
+@pytest.mark.parametrize("label_format, kept", [
+    ("%.2f", True), ("%-#6.3g", True), ("100%% at %5.1e", True),
+    ("%s", False), ("%f %f", False), ("%n", False), ("%.2f%", False)])
+def test_legend_label_formats_hold_one_number(label_format, kept):
+    attrs = {"OXR_ANNOT_LEGEND_VAR": 0, "OXR_ANNOT_LEGEND_LABELFORMAT": label_format}
+    legend = st.annotation(50, attrs, (0.0, 0.0, 1.0, 1.0))
+    assert legend.label_format == (label_format if kept else None)
+
+
 def test_value_range_falls_back_from_palette_to_extents_to_data():
     palette = oxm.Palette("p", 10, 10, 1.0, -1.0, 2, ())  # the reader's "no range"
 

@@ -7,6 +7,7 @@ file leaves it open is commented where it is made.
 from __future__ import annotations
 
 import math
+import re
 from typing import Any, Mapping, NamedTuple, Optional, Tuple
 
 import numpy as np
@@ -49,10 +50,10 @@ class PartStyle(NamedTuple):
 
 
 def _rgba(value: Any) -> Optional[RGBA]:
-    if value is None:
+    if value is None or np.size(value) != 4 or not np.all(np.isfinite(value)):
         return None
-    v = [min(max(float(x), 0.0), 1.0) for x in np.ravel(value)[:4]]
-    return (v[0], v[1], v[2], v[3]) if len(v) == 4 else None
+    r, g, b, a = (min(max(float(x), 0.0), 1.0) for x in np.ravel(value))
+    return (r, g, b, a)
 
 
 # A rep type (the rep's own, or the render attribute's element
@@ -101,7 +102,7 @@ def part_style(attrs: Mapping[Any, Any], rep_type: int, hidden_line: bool = Fals
     return PartStyle(
         visible, mode, tuple(layers),
         var if isinstance(var, int) and any(layer.by_var for layer in layers) else None,
-        float(width) if width and width > 0 else 1.0,
+        min(_positive(width, 1.0), 64.0),
         # Hidden-line display: the element edges over the faces, which hide
         # what lies behind them; in the edge colour of the faces' layer.
         (_rgba(a("OXR_RENDATTR_RGBA2D1")) or EDGE) if hidden and not lines_off else None,
@@ -181,11 +182,9 @@ def viewport_rect(attrs: Mapping[Any, Any]) -> Tuple[float, float, float, float]
     of its width and height from the lower left corner: its position and
     size are floats, fractions of the window (clipped to it)."""
     a = attrs.get
-    pos = a("OXR_VPORT_POSITION")
-    x, y = (float(pos[0]), float(pos[1])) if pos is not None and np.size(pos) == 2 else (0.0, 0.0)
-    w, h = a("OXR_VPORT_WIDTH"), a("OXR_VPORT_HEIGHT")
-    w = float(w) if w and w > 0 else 1.0 - x
-    h = float(h) if h and h > 0 else 1.0 - y
+    x, y = _pair(a("OXR_VPORT_POSITION"), (0.0, 0.0))
+    w = _positive(a("OXR_VPORT_WIDTH"), 1.0 - x)
+    h = _positive(a("OXR_VPORT_HEIGHT"), 1.0 - y)
     x0, y0 = min(max(x, 0.0), 1.0), min(max(y, 0.0), 1.0)
     return x0, y0, max(min(x + w, 1.0), x0), max(min(y + h, 1.0), y0)
 
@@ -261,7 +260,7 @@ def palette_table(palette: Any) -> Any:
     if int(palette.color_space) == _oxm.OXR_PALETTE_HSV:
         hue = out[:, 0] / 360.0 if out[:, 0].max() > 1.0 else out[:, 0]
         out[:, :3] = _hsv_to_rgb(hue % 1.0, np.clip(out[:, 1], 0, 1), np.clip(out[:, 2], 0, 1))
-    return np.clip(out, 0.0, 1.0)
+    return np.clip(np.nan_to_num(out, nan=1.0), 0.0, 1.0)
 
 
 def value_range(palette: Any, variable: Any, data: Any = None) -> Tuple[float, float]:
@@ -327,15 +326,13 @@ def plane_rect(attrs: Optional[Mapping[Any, Any]]) -> Optional[Rect]:
     a = attrs.get
     if a("OXR_APLANE_TYPE") == _oxm.OXR_APLANE_3D:
         return None
-    pos = a("OXR_APLANE_POS")
-    x, y = (float(pos[0]), float(pos[1])) if pos is not None and np.size(pos) == 2 else (0.0, 0.0)
-    w, h = a("OXR_APLANE_WIDTH"), a("OXR_APLANE_HEIGHT")
-    return (x, y, float(w) if w and w > 0 else 1.0, float(h) if h and h > 0 else 1.0)
+    x, y = _pair(a("OXR_APLANE_POS"), (0.0, 0.0))
+    return (x, y, _positive(a("OXR_APLANE_WIDTH"), 1.0), _positive(a("OXR_APLANE_HEIGHT"), 1.0))
 
 
 def _in_plane(plane: Rect, pos: Any, default: Tuple[float, float]) -> Tuple[float, float]:
     """A position given as fractions of the plane, as fractions of the image."""
-    u, v = (float(pos[0]), float(pos[1])) if pos is not None and np.size(pos) == 2 else default
+    u, v = _pair(pos, default)
     return plane[0] + u * plane[2], plane[1] + v * plane[3]
 
 
@@ -344,8 +341,25 @@ def _vec3(value: Any, default: Vec3) -> Vec3:
     return default if v is None else tuple(min(max(c, 0.0), 1.0) for c in v)  # type: ignore
 
 
+def _finite(value: Any, default: float) -> float:
+    ok = isinstance(value, (int, float)) and math.isfinite(value)
+    return float(value) if ok else default
+
+
 def _positive(value: Any, default: float) -> float:
-    return float(value) if isinstance(value, (int, float)) and value > 0 else default
+    v = _finite(value, 0.0)
+    return v if v > 0 else default
+
+
+def _pair(value: Any, default: Tuple[float, float]) -> Tuple[float, float]:
+    if value is None or np.size(value) != 2 or not np.all(np.isfinite(value)):
+        return default
+    return float(value[0]), float(value[1])
+
+
+# A label format is handed to C's printf with one double: one conversion
+# of a double (flags, width, precision) and nothing else that printf reads.
+_FORMAT = re.compile(r"^([^%]|%%)*%[-+ #0]*\d{0,3}(\.\d{1,3})?[eEfgG]([^%]|%%)*$")
 
 
 def annotation(annot_type: int, attrs: Mapping[Any, Any], plane: Rect) -> Optional[Any]:
@@ -357,14 +371,14 @@ def annotation(annot_type: int, attrs: Mapping[Any, Any], plane: Rect) -> Option
         if not text:
             return None
         style = a("OXR_ANNOT_TEXT_FONTSTYLE") or 0
-        opacity = a("OXR_ANNOT_OPACITY")
+        opacity = _positive(a("OXR_ANNOT_OPACITY"), 1.0)
         return Text(text, _in_plane(plane, a("OXR_ANNOT_TEXT_POS"), (0.0, 0.0)),
                     _vec3(a("OXR_ANNOT_TEXT_RGB"), (1.0, 1.0, 1.0)),
-                    min(max(float(opacity), 0.0), 1.0) if opacity is not None else 1.0,
+                    min(opacity, 1.0),
                     TEXT_HEIGHT * _positive(a("OXR_ANNOT_TEXT_SCALE"), 1.0),
                     _HALIGN.get(a("OXR_ANNOT_TEXT_XALIGN") or 0, "left"),
                     _VALIGN.get(a("OXR_ANNOT_TEXT_YALIGN") or 0, "bottom"),
-                    float(a("OXR_ANNOT_TEXT_ANGLE") or 0.0),
+                    _finite(a("OXR_ANNOT_TEXT_ANGLE"), 0.0),
                     bool(style & _oxm.OXR_FONT_BOLD), bool(style & _oxm.OXR_FONT_ITALIC))
     if annot_type == _oxm.OXR_ANNOT_LEGEND:
         var = a("OXR_ANNOT_LEGEND_VAR")
@@ -376,9 +390,9 @@ def annotation(annot_type: int, attrs: Mapping[Any, Any], plane: Rect) -> Option
         h = _positive(a("OXR_ANNOT_LEGEND_HEIGHT"), 0.8) * plane[3]
         orient = a("OXR_ANNOT_LEGEND_ORIENT")
         vertical = orient == _oxm.OXR_ANNOT_VERT or (orient != _oxm.OXR_ANNOT_HORZ and h >= w)
-        fmt = a("OXR_ANNOT_LEGEND_LABELFORMAT")
+        fmt = a("OXR_ANNOT_LEGEND_LABELFORMAT") or ""
         return Legend(var, (x, y, w, h), _vec3(a("OXR_ANNOT_LEGEND_RGB"), (1.0, 1.0, 1.0)),
-                      vertical, fmt if fmt and "%" in fmt else None,
+                      vertical, fmt if _FORMAT.match(fmt) else None,
                       TEXT_HEIGHT * _positive(a("OXR_ANNOT_LEGEND_FONTSCALE"), 1.0))
     return None
 
