@@ -47,8 +47,8 @@ _JUSTIFY = {"left": 0, "centre": 1, "right": 2, "bottom": 0, "top": 2}
 
 
 class Painter:
-    """Draws frames of one scene file at one size; keeps the meshes, styles
-    and colour tables it made for the next frames."""
+    """Draws frames of one scene file at one size; keeps the meshes it
+    built and the attributes it read for the next frames."""
 
     def __init__(self, f: SceneFile, size: Tuple[int, int],
                  timings: Optional[Dict[str, float]] = None) -> None:
@@ -61,7 +61,6 @@ class Painter:
             else timings
         self._meshes: Dict[Tuple[int, Optional[int]], Optional[_build.GeomMeshes]] = {}
         self._attrs: Dict[Tuple[str, int], Any] = {}
-        self._luts: Dict[int, Any] = {}
 
     # ---- records -----------------------------------------------------------------
 
