@@ -135,11 +135,11 @@ def build_demo(path, frames=2):
     title = {"OXR_ANNOT_TEXT_STRING": "scnapi demo", "OXR_ANNOT_TEXT_POS": [0.5, 0.95],
              "OXR_ANNOT_TEXT_XALIGN": 10, "OXR_ANNOT_TEXT_YALIGN": 40,
              "OXR_ANNOT_TEXT_RGB": [1, 1, 1], "OXR_ANNOT_TEXT_SCALE": 1.5}
-    legend_t = {"OXR_ANNOT_LEGEND_VAR": 0, "OXR_ANNOT_LEGEND_POS": [0.88, 0.2],
-                "OXR_ANNOT_LEGEND_WIDTH": 0.1, "OXR_ANNOT_LEGEND_HEIGHT": 0.6,
+    legend_t = {"OXR_ANNOT_LEGEND_VAR": 0, "OXR_ANNOT_LEGEND_POS": [0.9, 0.2],
+                "OXR_ANNOT_LEGEND_WIDTH": 0.04, "OXR_ANNOT_LEGEND_HEIGHT": 0.6,
                 "OXR_ANNOT_LEGEND_RGB": [1, 1, 1], "OXR_ANNOT_LEGEND_LABELFORMAT": "%.0f"}
-    legend_p = {"OXR_ANNOT_LEGEND_VAR": 1, "OXR_ANNOT_LEGEND_POS": [0.1, 0.02],
-                "OXR_ANNOT_LEGEND_WIDTH": 0.5, "OXR_ANNOT_LEGEND_HEIGHT": 0.12,
+    legend_p = {"OXR_ANNOT_LEGEND_VAR": 1, "OXR_ANNOT_LEGEND_POS": [0.1, 0.04],
+                "OXR_ANNOT_LEGEND_WIDTH": 0.5, "OXR_ANNOT_LEGEND_HEIGHT": 0.04,
                 "OXR_ANNOT_LEGEND_ORIENT": 10, "OXR_ANNOT_LEGEND_RGB": [1, 1, 1]}
     return write_scene(path, parts, vport, n_frames=frames,
                        variables=[("temperature", 3000, blue_white_red, (280.0, 340.0)),

@@ -304,9 +304,7 @@ class Painter:
             if isinstance(item, _style.Text):
                 actors.append(self._text(item))
             elif isinstance(item, _style.Legend):
-                bar = self._legend(item, skipped)
-                if bar is not None:
-                    actors.append(bar)
+                actors += self._legend(item, skipped)
         return actors
 
     def _font(self, prop: Any, rgb: _style.Vec3, height: float) -> None:
@@ -329,26 +327,48 @@ class Painter:
         prop.SetItalic(t.italic)
         return actor
 
-    def _legend(self, legend: _style.Legend, skipped: List[str]) -> Optional[Any]:
+    def _legend(self, legend: _style.Legend, skipped: List[str]) -> List[Any]:
+        """A colour bar of the variable's palette, its labels and title."""
         var = self.variable(legend.var, skipped)
         if var is None:
-            return None
+            return []
+        lut = self.lut(var, None, _style.GREY)
         bar = self.vtk.vtkScalarBarActor()
-        bar.SetLookupTable(self.lut(var, None, _style.GREY))
-        bar.SetTitle(var.name)
-        bar.GetPositionCoordinate().SetCoordinateSystemToNormalizedDisplay()
-        bar.SetPosition(legend.rect[0], legend.rect[1])
-        bar.SetWidth(legend.rect[2])
-        bar.SetHeight(legend.rect[3])
+        bar.SetLookupTable(lut)
+        fmt = legend.label_format or "%-#6.3g"  # VTK's own
+        bar.SetLabelFormat(fmt)
+        # The legend's box is the colour bar's; the labels go beside it
+        # (above a horizontal bar), in text of the legend's height: the
+        # actor's box grows by their room. The variable's name is the
+        # title, above it all, ending at the bar's end on the right half of
+        # the image (starting at its start on the left half).
+        w, h = self.size
+        text = legend.height * h
+        labels = max(len((fmt % v).strip()) for v in lut.GetRange()) * 0.6 * text + 0.5 * text
+        x, y, bw, bh = legend.rect
         if legend.vertical:
             bar.SetOrientationToVertical()
+            room = labels / w
+            bar.SetBarRatio(bw / (bw + room))
+            top, bw = y + bh, bw + room
         else:
             bar.SetOrientationToHorizontal()
-        if legend.label_format:
-            bar.SetLabelFormat(legend.label_format)
-        # VTK sizes the title and labels to fit the legend's box.
-        for prop in (bar.GetTitleTextProperty(), bar.GetLabelTextProperty()):
-            self._font(prop, legend.rgb, legend.height)
-            prop.ShadowOff()
-            prop.ItalicOff()
-        return bar
+            room = 1.4 * text / h
+            bar.SetBarRatio(bh / (bh + room))
+            bh += room
+            top = y + bh
+        bar.GetPositionCoordinate().SetCoordinateSystemToNormalizedDisplay()
+        bar.SetPosition(x, y)
+        bar.SetWidth(bw)
+        bar.SetHeight(bh)
+        bar.UnconstrainedFontSizeOn()
+        prop = bar.GetLabelTextProperty()
+        self._font(prop, legend.rgb, legend.height)
+        prop.ShadowOff()
+        prop.ItalicOff()
+        prop.BoldOff()
+        right = x + legend.rect[2] / 2 > 0.5
+        title = _style.Text(var.name, (x + legend.rect[2] if right else x, top + 0.7 * text / h),
+                            legend.rgb, 1.0, legend.height, "right" if right else "left",
+                            "bottom", 0.0, False, False)
+        return [bar, self._text(title)]
