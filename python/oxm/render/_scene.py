@@ -59,7 +59,10 @@ class Painter:
         # and rendering it, summed over the frames drawn
         self.timings = {"read": 0.0, "build": 0.0, "render": 0.0} if timings is None \
             else timings
+        # The meshes of the frame drawn last, kept for the next frame (which
+        # often shows the same geoms); the others are let go.
         self._meshes: Dict[Tuple[int, Optional[int]], Optional[_build.GeomMeshes]] = {}
+        self._used: Dict[Tuple[int, Optional[int]], Optional[_build.GeomMeshes]] = {}
         self._attrs: Dict[Tuple[str, int], Any] = {}
 
     # ---- records -----------------------------------------------------------------
@@ -152,6 +155,7 @@ class Painter:
         w, h, _ = image.GetDimensions()
         pixels = vtk.vtk_to_numpy(image.GetPointData().GetScalars()).reshape(h, w, 3)[::-1].copy()
         window.Finalize()
+        self._meshes, self._used = self._used, {}
         self.timings["render"] += time.perf_counter() - built
         return pixels
 
@@ -224,12 +228,15 @@ class Painter:
     def meshes(self, geom: int, var: Optional[int],
                skipped: List[str]) -> Optional[_build.GeomMeshes]:
         key = (geom, var)
-        if key not in self._meshes:
-            start = time.perf_counter()
-            arrays = _build.read(self.f, geom, var, skipped)
-            self.timings["read"] += time.perf_counter() - start
-            self._meshes[key] = None if arrays is None else _build.build(self.pv, arrays)
-        return self._meshes[key]
+        if key not in self._used:
+            if key in self._meshes:
+                self._used[key] = self._meshes[key]
+            else:
+                start = time.perf_counter()
+                arrays = _build.read(self.f, geom, var, skipped)
+                self.timings["read"] += time.perf_counter() - start
+                self._used[key] = None if arrays is None else _build.build(self.pv, arrays)
+        return self._used[key]
 
     def _lut(self, var: Any, layer: _style.Layer, meshes: List[_build.GeomMeshes]) -> Any:
         if var is None or not layer.by_var:
