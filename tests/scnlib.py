@@ -152,6 +152,12 @@ def h5build(path, tree, libver=None):
     _h5tool(["build", path] + ([libver] if libver else []), json.dumps(tree))
 
 
+def h5edit(files):
+    """Apply h5tool's edit operations ({file: [operation, ...]}) with h5py,
+    in one separate process."""
+    _h5tool(["edit"], json.dumps({str(k): v for k, v in files.items()}))
+
+
 def h5chunk(path, dataset, data=None, filter_mask=0):
     """The first raw chunk of a dataset as (filter mask, stored bytes), read
     with h5py in a separate process; with `data`, replaces it instead."""

@@ -2,19 +2,19 @@
 palettes, cameras, visibility, source steps, and the demo scene against
 its reference image. `OXM_UPDATE_REFERENCE=1` rewrites the reference."""
 import os
-import subprocess
-import sys
 
 import numpy as np
 import pytest
 
 import oxm
-from render_scenes import UNLIT, build_demo, triangle, write_scene
+from oxm.cli import main
+from oxm.demo import build_demo
+from render_scenes import UNLIT, build_features, triangle, write_scene
 
 pv = pytest.importorskip("pyvista", reason="pyvista is not installed (pip install scnapi[render])")
 
 SIZE = (320, 240)
-REFERENCE = os.path.join(os.path.dirname(__file__), "data", "render_demo.png")
+DATA = os.path.join(os.path.dirname(__file__), "data")
 CAMERA = {"OXR_VPORT_LOOKFROM": [0.5, 0.5, 4.0], "OXR_VPORT_LOOKAT": [0.5, 0.5, 0.0],
           "OXR_VPORT_UPDIR": [0, 1, 0], "OXR_VPORT_PERANG": 30.0}
 
@@ -139,44 +139,57 @@ def _read_png(path):
     return image.point_data.active_scalars.reshape(h, w, -1)[::-1, :, :3]
 
 
-def test_the_demo_scene_matches_its_reference(tmp_path):
-    with oxm.open(build_demo(tmp_path / "demo.h5")) as f:
-        image = f.render(0, 1, SIZE)
+@pytest.mark.parametrize("build, frame, reference", [
+    (build_demo, 8, "render_demo.png"),  # the sample scene of oxm demo
+    (build_features, 1, "render_features.png"),
+])
+def test_scenes_match_their_reference_images(tmp_path, build, frame, reference):
+    path = tmp_path / "scene.h5"
+    build(path)
+    with oxm.open(path) as f:
+        image = f.render(0, frame, SIZE)
         assert f.scenes[0]._repr_png_().startswith(b"\x89PNG")
+    reference = os.path.join(DATA, reference)
     if os.environ.get("OXM_UPDATE_REFERENCE"):
         from oxm.render import to_png
-        with open(REFERENCE, "wb") as out:
+        with open(reference, "wb") as out:
             out.write(to_png(image))
-    reference = _read_png(REFERENCE)
-    diff = np.abs(image.astype(int) - reference)
+    diff = np.abs(image.astype(int) - _read_png(reference))
     # the same picture up to rasterisation differences between GL drivers
     assert diff.mean() < 1.5 and (diff.max(axis=2) > 48).mean() < 0.01
 
 
-def oxm_command(*args):
-    return subprocess.run([sys.executable, "-m", "oxm", "render", *map(str, args)],
-                          capture_output=True, text=True)
+def oxm_render(capsys, *args):
+    status = main(["render", *map(str, args)])
+    return status, capsys.readouterr().err.strip().splitlines()
 
 
-def test_render_command_writes_pngs_and_animations(tmp_path):
-    demo = build_demo(tmp_path / "demo.h5", frames=3)
-    done = oxm_command(demo, "--frames", "all", "--size", "64x48", "-o", tmp_path / "f.png")
-    assert done.returncode == 0, done.stderr
-    assert done.stdout.split() == [str(tmp_path / f"f_{k:04d}.png") for k in range(3)]
-    assert _read_png(tmp_path / "f_0002.png").shape == (48, 64, 3)
+def test_render_command_writes_pngs_and_animations(tmp_path, capsys):
+    demo = build_features(tmp_path / "demo.h5", frames=3)
+    first, last = tmp_path / "f_0000.png", tmp_path / "f_0002.png"
+    assert oxm_render(capsys, demo, "--frames", "all", "--size", "64x48", "-o",
+                      tmp_path / "f.png") == (0, [f"oxm: wrote {first} .. {last} (3 files)"])
+    assert _read_png(last).shape == (48, 64, 3)
     imageio = pytest.importorskip("imageio.v3", reason="imageio is not installed")
-    assert oxm_command(demo, "--frames", "all", "--size", "64x48", "-o",
-                       tmp_path / "f.gif").returncode == 0
+    assert oxm_render(capsys, demo, "--frames", "all", "--size", "64x48", "-o",
+                      tmp_path / "f.gif")[0] == 0
     assert imageio.imread(tmp_path / "f.gif", index=None).shape[:3] == (3, 48, 64)
 
 
 @pytest.mark.parametrize("args, message", [
-    (["--frame", "5"], "oxm render: frame 5: scene 0 has 2 frames"),
-    (["--vport", "3"], "oxm render: viewport 3: the scene has no such viewport"),
-    (["-o", "x.jpg"], "oxm render: x.jpg: the output is a .png, .gif or .mp4 file"),
+    (["--frame", "5"], "frame 5: scene 0 has 2 frames"),
+    (["--scene", "2"], "no scene 2 (1 scenes)"),
+    (["--vport", "3"], "viewport 3: the scene has no such viewport"),
+    (["-o", "x.jpg"], "x.jpg: the output is a .png, .gif or .mp4 file"),
 ])
-def test_render_command_errors(tmp_path, args, message):
-    demo = build_demo(tmp_path / "demo.h5")
+def test_render_command_errors(tmp_path, capsys, args, message):
+    demo = build_features(tmp_path / "demo.h5")
     out = [] if "-o" in args else ["-o", tmp_path / "x.png"]
-    done = oxm_command(demo, *args, *out)
-    assert (done.returncode, done.stderr.strip()) == (1, message)
+    assert oxm_render(capsys, demo, *args, *out) == (1, [f"oxm: {demo}: {message}"])
+
+
+def test_render_command_says_what_is_not_drawn(tmp_path, capsys):
+    path = write_scene(tmp_path / "s.h5", [{"steps": [[triangle()]], "frames": [0]}], n_frames=2)
+    status, err = oxm_render(capsys, path, "--frame", "1", "-o", tmp_path / "x.png")
+    assert (status, err[0]) == (0, f'oxm: {path}: not drawn: frame 1: scene part 0 ("part0"): '
+                                   "has 1 frames, none at frame 1")

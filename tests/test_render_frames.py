@@ -9,7 +9,7 @@ import pytest
 import oxm
 from oxm.render import resolve
 from oxm.render import _style as st
-from render_scenes import build_demo, triangle
+from render_scenes import build_features, triangle
 
 
 @pytest.fixture(scope="module")
@@ -213,7 +213,7 @@ def test_value_range_falls_back_from_palette_to_extents_to_data():
 
 
 def test_without_pyvista_the_message_says_what_to_install(tmp_path):
-    demo = build_demo(tmp_path / "demo.h5")
+    demo = build_features(tmp_path / "demo.h5")
     done = subprocess.run([sys.executable, "-c", "import sys; sys.modules['pyvista'] = None; "
                            "import oxm; oxm.open(sys.argv[1]).render()", str(demo)],
                           capture_output=True, text=True)

@@ -1,5 +1,5 @@
 import sys
 
-from oxm.cli import run
+from oxm.cli import main
 
-sys.exit(run())
+sys.exit(main())

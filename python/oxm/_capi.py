@@ -20,12 +20,13 @@ import os
 import re
 import tempfile
 import warnings
-from ctypes import byref, c_char_p, c_float, c_int, c_int64, c_long, c_uint64, c_void_p
+from ctypes import byref, c_char_p, c_float, c_int, c_int64, c_long, c_void_p
 from types import TracebackType
 from typing import Any, Dict, List, Optional, Tuple, Type
 
 import _oxm
 
+from . import _h5
 from ._capi_decls import DECLS
 from ._errors import ScnError, ScnWarning
 
@@ -289,52 +290,19 @@ def compression_names() -> List[str]:
 # The readers branch on the versions of the file that scn_read_begin opened
 # last, process-wide. A file's version key is what that call reads from its
 # "/top" group; two files with equal keys give the library the same state.
-_VERSION_ATTRS = (b"scn_api_version", b"api_version", b"scn_file_version", b"rw_release")
-_H5: Dict[str, Any] = {}
-try:
-    for _name, _res, _argt in (
-            ("H5Aexists_by_name", c_int, [c_int64, c_char_p, c_char_p, c_int64]),
-            ("H5Aopen_by_name", c_int64, [c_int64, c_char_p, c_char_p, c_int64, c_int64]),
-            ("H5Aget_storage_size", c_uint64, [c_int64]),
-            ("H5Aget_type", c_int64, [c_int64]),
-            ("H5Aread", c_int, [c_int64, c_int64, c_void_p]),
-            ("H5Tclose", c_int, [c_int64]),
-            ("H5Aclose", c_int, [c_int64])):
-        _H5[_name] = getattr(lib, _name)
-        _H5[_name].restype, _H5[_name].argtypes = _res, _argt
-except AttributeError:  # HDF5's entries not reachable: every file is its own key
-    _H5.clear()
-_MAX_VERSION_BYTES = 4096
+_VERSION_ATTRS = ("scn_api_version", "api_version", "scn_file_version", "rw_release")
 _KEYS: Dict[Tuple[Any, ...], Tuple[Any, ...]] = {}
-
-
-def _top_attr(fid: int, name: bytes) -> Optional[bytes]:
-    if _H5["H5Aexists_by_name"](fid, b"/top", name, 0) <= 0:
-        return None
-    attr = _H5["H5Aopen_by_name"](fid, b"/top", name, 0, 0)
-    if attr < 0:
-        return None
-    try:
-        size = _H5["H5Aget_storage_size"](attr)
-        if size > _MAX_VERSION_BYTES:
-            return b"?%d" % size
-        buf = ctypes.create_string_buffer(max(size, 1))
-        mem_type = _H5["H5Aget_type"](attr)
-        ok = mem_type >= 0 and _H5["H5Aread"](attr, mem_type, buf) >= 0
-        if mem_type >= 0:
-            _H5["H5Tclose"](mem_type)
-        return buf.raw[:size].rstrip(b"\0") if ok else b"?"
-    finally:
-        _H5["H5Aclose"](attr)
 
 
 def version_key(handle: int) -> Tuple[Any, ...]:
     """The version key of a read handle's file, interned (compare with
     ``is``)."""
-    if not _H5:
+    if not _h5.AVAILABLE:  # HDF5's entries not reachable: every file is its own key
         return (handle,)
-    fid = file_id(handle)
-    key = tuple(_top_attr(fid, name) for name in _VERSION_ATTRS)
+    top = _h5.File("", file_id(handle))
+    found = [top.attr("/top", name) for name in _VERSION_ATTRS]
+    key = tuple(None if a is None else a.value.rstrip(b"\0") if isinstance(a.value, bytes)
+                else a.type for a in found)
     return _KEYS.setdefault(key, key)
 
 

@@ -7,7 +7,7 @@ import os
 import warnings
 from ctypes import addressof, c_float, c_int
 from types import TracebackType
-from typing import TYPE_CHECKING, Any, Dict, List, Optional, Tuple, Type, Union
+from typing import TYPE_CHECKING, Any, Dict, List, Optional, Sequence, Tuple, Type, Union
 
 from . import _capi
 from . import _records as rec
@@ -185,12 +185,14 @@ class SceneFile:
 
     # ---- meshes --------------------------------------------------------------
 
-    def to_meshio(self, geom: int = 0) -> "meshio.Mesh":
+    def to_meshio(self, geom: Union[int, Sequence[int]] = 0) -> "meshio.Mesh":
         """The geometry of geom `geom` as a ``meshio.Mesh``: its node
         coordinates, every element record as cells of its type, node
         variables as point data and element variables as cell data (by
         variable name), node and element ids as "node_ids" and
-        "element_ids". Needs meshio (``pip install scnapi[meshio]``).
+        "element_ids". Several geoms make one mesh (their points one after
+        another, the data they all have). Needs meshio
+        (``pip install scnapi[meshio]``).
 
         >>> with oxm.open("run.h5") as f:                 # doctest: +SKIP
         ...     f.to_meshio(0).write("run.vtu")
@@ -198,7 +200,7 @@ class SceneFile:
         from ._meshes import to_meshio
         return to_meshio(self, geom)
 
-    def to_pyvista(self, geom: int = 0) -> "pyvista.UnstructuredGrid":
+    def to_pyvista(self, geom: Union[int, Sequence[int]] = 0) -> "pyvista.UnstructuredGrid":
         """The geometry of geom `geom` as a ``pyvista.UnstructuredGrid``,
         with the same data as ``to_meshio``. Needs pyvista
         (``pip install scnapi[pyvista]``)."""

@@ -3,7 +3,7 @@ optional: they are imported when used."""
 from __future__ import annotations
 
 import importlib
-from typing import TYPE_CHECKING, Any, Dict, List, NamedTuple, Optional, Tuple
+from typing import TYPE_CHECKING, Any, Dict, List, NamedTuple, Optional, Sequence, Tuple, Union
 
 import numpy as np
 
@@ -88,16 +88,39 @@ def _slot_values(record: Any, slot: int) -> Optional[Any]:
     return values if values.size and len(values) == record.count else None
 
 
-def to_meshio(f: SceneFile, geom: int) -> Any:
+def merged(f: SceneFile, geoms: Union[int, Sequence[int]]) -> Geometry:
+    """The geometry of one geom, or of several as one mesh: their points
+    one after another, their cells renumbered to match, and the point and
+    cell data that all of them have."""
+    parts = [geometry(f, g) for g in ([geoms] if isinstance(geoms, int) else geoms)]
+    if len(parts) == 1:
+        return parts[0]
+    if not parts:
+        raise ValueError("geoms: at least one geom expected")
+    dim = max(p.points.shape[1] for p in parts)
+    points = np.zeros((sum(len(p.points) for p in parts), dim), np.float32)
+    blocks, offset = [], 0
+    for p in parts:
+        points[offset:offset + len(p.points), :p.points.shape[1]] = p.points
+        blocks += [b._replace(cells=b.cells + offset) for b in p.blocks]
+        offset += len(p.points)
+    point_data = {k: np.concatenate([p.point_data[k] for p in parts])
+                  for k in parts[0].point_data if all(k in p.point_data for p in parts)}
+    cell_data = {k: [a for p in parts for a in p.cell_data[k]]
+                 for k in parts[0].cell_data if all(k in p.cell_data for p in parts)}
+    return Geometry(points, blocks, point_data, cell_data)
+
+
+def to_meshio(f: SceneFile, geom: Union[int, Sequence[int]]) -> Any:
     meshio = _require("meshio", "meshio")
-    g = geometry(f, geom)
+    g = merged(f, geom)
     return meshio.Mesh(g.points, [(b.meshio, b.cells) for b in g.blocks],
                        point_data=g.point_data, cell_data=g.cell_data)
 
 
-def to_pyvista(f: SceneFile, geom: int) -> Any:
+def to_pyvista(f: SceneFile, geom: Union[int, Sequence[int]]) -> Any:
     pv = _require("pyvista", "pyvista")
-    g = geometry(f, geom)
+    g = merged(f, geom)
     points = np.zeros((len(g.points), 3), np.float32)
     points[:, :g.points.shape[1]] = g.points[:, :3]
     cells = [np.hstack([np.full((len(b.cells), 1), b.cells.shape[1]), b.cells]).ravel()
@@ -110,6 +133,17 @@ def to_pyvista(f: SceneFile, geom: int) -> Any:
     for name, per_block in g.cell_data.items():
         grid.cell_data[name] = np.concatenate(per_block)
     return grid
+
+
+def part_steps(f: SceneFile, source: int = 0) -> List[Tuple[float, int, List[int]]]:
+    """For each step of part source `source`: its value, the part record
+    it names and the geoms of that part's static rep."""
+    src = f.part_sources[source]
+    out = []
+    for value, part in zip(src.step_values.tolist(), src.indices.tolist()):
+        rep = f.parts[part].static_rep
+        out.append((value, part, f.reps[rep].geoms.tolist() if rep >= 0 else []))
+    return out
 
 
 def _variable_data(name: str, data: Any, count: int) -> Tuple[int, Any]:

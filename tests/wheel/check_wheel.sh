@@ -61,5 +61,6 @@ pkgconfig_dir=$("$python" -c "import oxm; print(oxm.get_pkgconfig_dir())")
 "$work/consumer/consumer_shared" "$work/scene.h5" >/dev/null
 sh "$source/tests/c/pkg_config_consumer.sh" shared cc "$pkgconfig_dir" \
     "$source/examples/scene_roundtrip.c" "$work/pkg-config" >/dev/null
-"$work/venv/bin/oxm" "$work/scene.h5"
+"$work/venv/bin/oxm" info "$work/scene.h5"
+"$work/venv/bin/oxm" check "$work/scene.h5"
 echo "wheel check passed: $(basename "$wheel")"
