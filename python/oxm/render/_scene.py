@@ -145,19 +145,24 @@ class Painter:
         window.AddRenderer(overlay)
         built = time.perf_counter()
         self.timings["build"] += built - start - (self.timings["read"] - read)
+        pixels = self._capture(window)
+        self._meshes, self._used = self._used, {}
+        self.timings["render"] += time.perf_counter() - built
+        return pixels
+
+    def _capture(self, window: Any) -> Any:
+        """Renders the window and reads its pixels back, top row first."""
         window.Render()
-        grab = vtk.vtkWindowToImageFilter()
+        grab = self.vtk.vtkWindowToImageFilter()
         grab.SetInput(window)
         grab.SetInputBufferTypeToRGB()
         grab.ReadFrontBufferOff()
         grab.Update()
         image = grab.GetOutput()
         w, h, _ = image.GetDimensions()
-        pixels = vtk.vtk_to_numpy(image.GetPointData().GetScalars()).reshape(h, w, 3)[::-1].copy()
-        window.Finalize()
-        self._meshes, self._used = self._used, {}
-        self.timings["render"] += time.perf_counter() - built
-        return pixels
+        pixels = self.vtk.vtk_to_numpy(image.GetPointData().GetScalars())
+        window.Finalize()  # the GL context goes now, not with the garbage
+        return pixels.reshape(h, w, 3)[::-1].copy()
 
     def _viewport(self, frame: Frame, v: FrameVport, whole: bool,
                   skipped: List[str]) -> Optional[Any]:
