@@ -1,5 +1,4 @@
-"""Render frames of a scene file: a PNG, a numbered PNG per frame, or an
-animated GIF or MP4.
+"""Render frames of a scene file to PNG, GIF or MP4.
 
   oxm render run.h5 -o frame.png
       The first frame the scene plays (--frame F, --scene S), every
