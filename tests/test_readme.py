@@ -21,6 +21,7 @@ def test_the_readme_has_examples_of_every_kind():
 
 def test_the_examples_run(tmp_path, monkeypatch, capsys):
     pytest.importorskip("meshio", reason="the examples convert meshes")
+    pytest.importorskip("pyvista", reason="the examples render")
     monkeypatch.chdir(tmp_path)
     namespace = {}
     for lang, code in BLOCKS:

@@ -101,6 +101,12 @@ class Family(Generic[R], Sequence[R]):
         for i in range(len(self)):
             yield self._read(i)
 
+    def read(self, index: int) -> R:
+        """Record `index` whether or not the counter reaches it (counters
+        count the records written, not the highest index); ScnError when
+        the file has no such record."""
+        return self._read(int(index))
+
     def __repr__(self) -> str:
         return f"<{self._what}: {len(self)} records>"
 
@@ -178,6 +184,25 @@ class Scene:
     @cached_property
     def views(self) -> Family[SceneView]:
         return Family("scene view", lambda: self.n_views, lambda i: read_scene_view(self, i))
+
+    def render(self, frame: int = 0, size: Tuple[int, int] = (640, 480),
+               vport: Optional[int] = None, view: Optional[int] = None) -> Any:
+        """A frame of the scene as an RGB array (see SceneFile.render)."""
+        return self.file.render(self.index, frame, size, vport, view)
+
+    def show(self, frame: int = 0, size: Tuple[int, int] = (640, 480),
+             vport: Optional[int] = None, view: Optional[int] = None) -> None:
+        """Displays a frame of the scene in Jupyter."""
+        self.file.show(self.index, frame, size, vport, view)
+
+    def _repr_png_(self) -> Optional[bytes]:
+        """Jupyter shows a scene as its first played frame (as text when
+        pyvista is not installed)."""
+        try:
+            from .render import played_frames, to_png
+            return to_png(self.render(played_frames(self.file, self.index)[0], (480, 360)))
+        except ImportError:
+            return None
 
 
 def read_scene(f: SceneFile, index: int) -> Scene:
