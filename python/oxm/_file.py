@@ -60,9 +60,9 @@ class SceneFile:
             raise OSError(errno.EIO, f"not a readable scene file ({exc})", self.path) from exc
         F = rec.Family
         self.scenes = F("scene", self._counter("scene"), lambda i: rec.read_scene(self, i))
-        self.part_sources = self._sources("psrc")
-        self.annot_sources = self._sources("asrc")
-        self.vport_sources = self._sources("vsrc")
+        self.part_sources = self._sources("psrc", "part")
+        self.annot_sources = self._sources("asrc", "annotation")
+        self.vport_sources = self._sources("vsrc", "viewport")
         self.parts = F("part", self._counter("part"), lambda i: rec.read_part(self, i))
         self.reps = F("rep", self._counter("rep"), lambda i: rec.read_rep(self, i))
         self.rend_attrs = F("render attribute", self._counter("rendAttr"),
@@ -81,8 +81,8 @@ class SceneFile:
         self.queries = F("query", self._counter("query"), lambda i: rec.read_query(self, i))
         self.notes = F("note", self._counter("note"), lambda i: rec.read_note(self, i))
 
-    def _sources(self, family: str) -> rec.Family[rec.Source]:
-        return rec.Family(f"{family} source", self._counter(family),
+    def _sources(self, family: str, word: str) -> rec.Family[rec.Source]:
+        return rec.Family(f"{word} source", self._counter(family),
                           lambda i: rec.read_source(self, family, i))
 
     def _counter(self, family: str) -> Any:
@@ -208,6 +208,30 @@ class SceneFile:
         from ._meshes import to_pyvista
         grid: pyvista.UnstructuredGrid = to_pyvista(self, geom)
         return grid
+
+
+    # ---- pictures --------------------------------------------------------------
+
+    def render(self, scene: int = 0, frame: int = 0, size: Tuple[int, int] = (640, 480),
+               vport: Optional[int] = None, view: Optional[int] = None) -> Any:
+        """Frame `frame` of scene `scene` as a (height, width, 3) uint8 RGB
+        array of `size` (width, height): every viewport (or scene viewport
+        `vport` alone, filling the image; with the viewport frames of view
+        `view` when given), its parts, texts and legends. What the file
+        names but does not hold is skipped with an ``oxm.render.RenderWarning``.
+        Needs pyvista (``pip install scnapi[render]``).
+
+        >>> with oxm.open("run.h5") as f:                 # doctest: +SKIP
+        ...     image = f.render(frame=3, size=(800, 600))
+        """
+        from .render import render
+        return render(self, scene, frame, size, vport, view)
+
+    def show(self, scene: int = 0, frame: int = 0, size: Tuple[int, int] = (640, 480),
+             vport: Optional[int] = None, view: Optional[int] = None) -> None:
+        """Displays ``render(...)`` in Jupyter."""
+        from .render import show
+        show(self, scene, frame, size, vport, view)
 
 
 def open(path: PathLike) -> SceneFile:

@@ -101,6 +101,12 @@ class Family(Generic[R], Sequence[R]):
         for i in range(len(self)):
             yield self._read(i)
 
+    def read(self, index: int) -> R:
+        """Record `index` whether or not the counter reaches it (counters
+        count the records written, not the highest index); ScnError when
+        the file has no such record."""
+        return self._read(int(index))
+
     def __repr__(self) -> str:
         return f"<{self._what}: {len(self)} records>"
 
@@ -109,10 +115,11 @@ def _fill(f: SceneFile, dtype: Any, shape: Tuple[int, ...], entry: str,
           *args: Any) -> npt.NDArray[Any]:
     """A new array of `shape` that `entry` (called with the handle, `args`
     and the array's address) fills; an empty one without calling the
-    library when the shape holds nothing."""
+    library when the shape holds nothing. Zero-filled (lazily, by calloc):
+    a dataset created but never written leaves the array as it was."""
     if min(shape, default=0) < 0:
         raise ScnError(f"{entry}: the file announces a negative count {shape}")
-    arr = np.empty(shape, dtype)
+    arr = np.zeros(shape, dtype)
     if arr.size:
         with operation:
             call(entry, f._handle(), *args, arr.ctypes.data)
@@ -123,7 +130,7 @@ def _fill_pair(f: SceneFile, n: int, entry: str, *args: Any,
                second: Any = np.int32) -> Tuple[IntArray, Any]:
     """Two arrays of `n` entries that one library call fills (frame arrays,
     source steps)."""
-    a, b = np.empty(max(n, 0), np.int32), np.empty(max(n, 0), second)
+    a, b = np.zeros(max(n, 0), np.int32), np.zeros(max(n, 0), second)
     if n > 0:
         with operation:
             call(entry, f._handle(), *args, a.ctypes.data, b.ctypes.data)
@@ -177,6 +184,25 @@ class Scene:
     @cached_property
     def views(self) -> Family[SceneView]:
         return Family("scene view", lambda: self.n_views, lambda i: read_scene_view(self, i))
+
+    def render(self, frame: int = 0, size: Tuple[int, int] = (640, 480),
+               vport: Optional[int] = None, view: Optional[int] = None) -> Any:
+        """A frame of the scene as an RGB array (see SceneFile.render)."""
+        return self.file.render(self.index, frame, size, vport, view)
+
+    def show(self, frame: int = 0, size: Tuple[int, int] = (640, 480),
+             vport: Optional[int] = None, view: Optional[int] = None) -> None:
+        """Displays a frame of the scene in Jupyter."""
+        self.file.show(self.index, frame, size, vport, view)
+
+    def _repr_png_(self) -> Optional[bytes]:
+        """Jupyter shows a scene as its first played frame (as text when
+        pyvista is not installed)."""
+        try:
+            from .render import played_frames, to_png
+            return to_png(self.render(played_frames(self.file, self.index)[0], (480, 360)))
+        except ImportError:
+            return None
 
 
 def read_scene(f: SceneFile, index: int) -> Scene:
@@ -728,7 +754,7 @@ class Variable:
             call("scn_read_var_palette_info", h, self.index, name, a[0], a[1], f._float_addr[0],
                  f._float_addr[1], *a[2:7])
             counts = [max(i[k], 0) for k in range(3, 7)]
-            arrays = [np.empty(n, np.float32) for n in counts for _ in range(2)]
+            arrays = [np.zeros(n, np.float32) for n in counts for _ in range(2)]
             call("scn_read_var_palette_colors", h, self.index, *[x.ctypes.data for x in arrays])
             return Palette(text(name.raw), i[0], _member(ColorSpace, i[1]), fl[0], fl[1], i[2],
                            tuple((arrays[2 * c], arrays[2 * c + 1]) for c in range(4)))

@@ -12,7 +12,7 @@ from typing import Any, Optional, Sequence, TextIO, Tuple, Type, Union
 
 from .._errors import ScnError, ScnWarning
 from .._version import __version__
-from . import _check, _convert, _demo, _dump, _info
+from . import _check, _convert, _demo, _dump, _info, _render
 from ._common import CliError, fail, library_version
 
 # (name, module): the one place where a command is registered.
@@ -22,6 +22,7 @@ COMMANDS: Tuple[Tuple[str, ModuleType], ...] = (
     ("check", _check),
     ("convert", _convert),
     ("demo", _demo),
+    ("render", _render),
 )
 
 
@@ -32,7 +33,7 @@ def first_line(doc: Optional[str]) -> str:
 def build_parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
         prog="oxm", description="Look into scene files, check them, convert them to and from "
-        "meshes, and write a sample one.",
+        "meshes, render them, and write a sample one.",
         epilog="'oxm COMMAND --help' tells more about each command.")
     parser.add_argument("--version", action="version",
                         version=f"oxm {__version__} ({library_version()})")
