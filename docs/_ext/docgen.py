@@ -91,7 +91,7 @@ _FUNC_NAME = re.compile(r"(\w+)\s*\(")
 
 def _comment_lines(comment: str) -> List[str]:
     body = comment[2:-2]
-    return [re.sub(r"^\s*\*( |$)", "", line).rstrip() for line in body.splitlines()]
+    return [re.sub(r"^\*( |$)", "", line.strip()) for line in body.splitlines()]
 
 
 def parse_header(text: str, name: str) -> CHeader:
@@ -235,10 +235,26 @@ def _option_rst(parser: argparse.ArgumentParser, action: argparse.Action) -> Lis
     return [f".. option:: {names}", "", "   " + escape(help_text.strip()), ""]
 
 
+def _description_rst(doc: str) -> List[str]:
+    """A command's description: prose paragraphs, and its examples (a line
+    "  oxm ..." with its explanation indented below) as a definition
+    list."""
+    out: List[str] = []
+    for block in re.split(r"\n\s*\n", doc.strip("\n")):
+        lines = block.splitlines()
+        if lines and re.match(r"  \S", lines[0]) and all(
+                re.match(r"     +\S", line) for line in lines[1:]):
+            out += [f"``{lines[0].strip()}``",
+                    "   " + escape(" ".join(line.strip() for line in lines[1:])), ""]
+        else:
+            out += [escape(p) + "\n" for p in paragraphs(lines)]
+    return out
+
+
 def _parser_rst(prog: str, parser: argparse.ArgumentParser, doc: str) -> List[str]:
     usage = parser.format_usage().strip()
     out = [".. code-block:: text", "", "   " + usage.replace("\n", "\n   "), ""]
-    out += [escape(p) + "\n" for p in paragraphs(doc.splitlines())]
+    out += _description_rst(doc)
     out += [f".. program:: {prog}", ""]
     for action in parser._actions:
         if isinstance(action, (argparse._HelpAction, argparse._SubParsersAction)):
@@ -275,7 +291,7 @@ _DERIVED = {"@components": "floats per value of its variable",
 def _size(item: "Item") -> str:
     if not item.size:
         return "1"
-    return " × ".join(_DERIVED.get(str(f), f'"{f}"' if isinstance(f, str) else str(f))
+    return " × ".join(_DERIVED.get(str(f), f"``{f}``" if isinstance(f, str) else str(f))
                       for f in item.size)
 
 
@@ -286,21 +302,21 @@ def _notes(item: "Item", labels: Dict[str, str]) -> str:
         notes.append(f"index of {'an' if label[0] in 'aeiou' else 'a'} {label} record"
                      + (", -1 for none" if item.none else ""))
     if item.steps_of:
-        notes.append(f'a step of the source that "{item.steps_of}" names')
+        notes.append(f"a step of the source that ``{item.steps_of}`` names")
     if item.equals:
-        notes.append(f'repeats "{item.equals}"')
+        notes.append(f"repeats ``{item.equals}``")
     if item.when:
-        notes.append(f'only when "{item.when}" is not 0')
+        notes.append(f"only when ``{item.when}`` is not 0")
     if item.optional:
         notes.append("absent in files of older writers")
     if item.alt:
-        notes.append(f'older files: "{item.alt}"')
+        notes.append(f"older files: ``{item.alt}``")
     return "; ".join(notes)
 
 
 def items_rst(items: Sequence["Item"], labels: Dict[str, str]) -> List[str]:
-    rows = [(escape(f'"{i.name}"'), _STORED[(i.type, i.dataset)], escape(_size(i)),
-             escape(_notes(i, labels))) for i in items]
+    rows = [(f"``{i.name}``", _STORED[(i.type, i.dataset)], _size(i), _notes(i, labels))
+            for i in items]
     return table(("Name", "Stored as", "Values", "Notes"), rows, "20 16 26 38")
 
 
@@ -316,7 +332,7 @@ def levels(family: "Family") -> Iterator[Tuple[str, str, "Level"]]:
         # the counter is an attribute of the nearest enclosing record that has it
         owner = next((p for p, lv in reversed(chain)
                       if any(i.name == level.counter for i in lv.items)), parent)
-        yield path, f'"{level.counter}" of ``{owner}``', level
+        yield path, f"``{level.counter}`` of ``{owner}``", level
         for sub in level.levels:
             yield from walk(sub, path, chain + [(path, level)])
 
@@ -335,7 +351,7 @@ def family_rst(key: str) -> str:
             facts.append("Records below the count may be missing.")
         if level.tagged:
             facts.append(f"They carry tagged attributes (owner kind {level.tagged}): "
-                         "their \"numAttrs\" and the :ref:`tagged attribute store "
+                         "their ``numAttrs`` and the :ref:`tagged attribute store "
                          "<tagged-store>`.")
         out += [" ".join(facts), ""]
         out += items_rst(level.items, labels) if level.items else ["No items of their own.", ""]
@@ -346,7 +362,7 @@ def families_rst() -> str:
     """One row per record family: its collection group, counter, records
     and the SceneFile sequence that reads them."""
     from oxm._layout import FAMILIES
-    rows = [(f"``/top/{f.group}``", escape(f'"{f.level.counter}"'),
+    rows = [(f"``/top/{f.group}``", f"``{f.level.counter}``",
              f"``{f.level.word}_<i>``", str(f.level.tagged or ""), f"``{f.key}``")
             for f in FAMILIES]
     return "\n".join(table(("Collection group", "Counter", "Records", "Owner kind",

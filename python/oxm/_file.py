@@ -221,8 +221,10 @@ class SceneFile:
         names but does not hold is skipped with an ``oxm.render.RenderWarning``.
         Needs pyvista (``pip install scnapi[render]``).
 
-        >>> with oxm.open("run.h5") as f:                 # doctest: +SKIP
-        ...     image = f.render(frame=3, size=(800, 600))
+        >>> with oxm.open("demo.h5") as f:
+        ...     image = f.render(frame=3, size=(320, 240))
+        >>> image.shape
+        (240, 320, 3)
         """
         from .render import render
         return render(self, scene, frame, size, vport, view)
