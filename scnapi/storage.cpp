@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "dataset_guard.h"
 #include "h5id.h"
 #include "state.h"
 
@@ -150,7 +151,8 @@ hssize_t read_dataset(hid_t gid, const char *name, hid_t type, void *buf, hsize_
     }
     if (H5Dget_storage_size(dset.get()) == 0) {
         stored = 0;  // created but never written: nothing to read
-    } else if (H5Dread(dset.get(), type, H5S_ALL, H5S_ALL, H5P_DEFAULT, buf) < 0) {
+    } else if (!storage_sound(dset.get()) ||  // a damaged layout is never handed to H5Dread
+               H5Dread(dset.get(), type, H5S_ALL, H5S_ALL, H5P_DEFAULT, buf) < 0) {
         std::printf("Error reading dataset: %s\n", name);
         return -1;
     }

@@ -1,0 +1,104 @@
+#include "dataset_guard.h"
+
+#include <cstdint>
+
+#include "h5id.h"
+
+namespace scnapi {
+namespace {
+
+// Largest chunk accepted beyond a dataset's own size: HDF5 decodes a whole
+// chunk into a buffer of the chunk's size, which a damaged file must not
+// make absurd. A dataset's chunks may exceed its current extent only when
+// it is extendible, and then not by more than this.
+constexpr hsize_t kChunkSlack = 1 << 20;
+
+// Size of the file that `object` belongs to; 0 when unknown.
+hsize_t file_size_of(hid_t object) {
+    H5Id file(H5Iget_file_id(object), H5Fclose);
+    hsize_t size = 0;
+    if (!file || H5Fget_filesize(file.get(), &size) < 0) return 0;
+    return size;
+}
+
+// Whether `bytes` at `addr` lie inside a file of `size` bytes.
+bool inside(haddr_t addr, hsize_t bytes, hsize_t size) {
+    return addr != HADDR_UNDEF && addr <= size && bytes <= size - addr;
+}
+
+// Each stored chunk lies inside the file and, when no filter transforms it,
+// holds exactly one chunk of elements; no more chunks than the extent has
+// room for; no chunk far larger than the data.
+bool chunks_sound(hid_t dset, hid_t plist, hid_t space, hsize_t type_size, hsize_t data_bytes,
+                  hsize_t file_size) {
+    int rank = H5Sget_simple_extent_ndims(space);
+    hsize_t dims[H5S_MAX_RANK], chunk[H5S_MAX_RANK];
+    if (rank < 1 || rank > H5S_MAX_RANK || H5Sget_simple_extent_dims(space, dims, nullptr) != rank ||
+        H5Pget_chunk(plist, rank, chunk) != rank)
+        return false;
+    hsize_t chunk_bytes = type_size, room = 1;
+    for (int d = 0; d < rank; ++d) {
+        if (chunk[d] == 0 || chunk[d] > (data_bytes + kChunkSlack) / chunk_bytes) return false;
+        chunk_bytes *= chunk[d];
+        room *= (dims[d] + chunk[d] - 1) / chunk[d];
+    }
+    // The chunk queries take the dataset's own dataspace: 1.10.8 refuses H5S_ALL.
+    hsize_t count = 0;
+    if (H5Dget_num_chunks(dset, space, &count) < 0 || count > room) return false;
+    const bool filtered = H5Pget_nfilters(plist) != 0;
+    for (hsize_t i = 0; i < count; ++i) {
+        hsize_t offset[H5S_MAX_RANK];
+        unsigned mask = 0;
+        haddr_t addr = HADDR_UNDEF;
+        hsize_t size = 0;
+        if (H5Dget_chunk_info(dset, space, i, offset, &mask, &addr, &size) < 0 ||
+            !inside(addr, size, file_size) || (!filtered && size != chunk_bytes))
+            return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool probe_dataset(hid_t group, const char *name, StoredDataset *out) {
+    if (H5Lexists(group, name, H5P_DEFAULT) <= 0) return false;
+    H5Id dset = dataset_id(H5Dopen1(group, name));
+    if (!dset) return false;
+    H5Id space = dataspace_id(H5Dget_space(dset.get()));
+    hssize_t elements = space ? H5Sget_simple_extent_npoints(space.get()) : -1;
+    if (elements < 0) return false;
+    out->elements = static_cast<hsize_t>(elements);
+    out->bytes = H5Dget_storage_size(dset.get());
+    return true;
+}
+
+bool storage_sound(hid_t dset) {
+    H5Id type(H5Dget_type(dset), H5Tclose);
+    H5Id space = dataspace_id(H5Dget_space(dset));
+    H5Id plist = plist_id(H5Dget_create_plist(dset));
+    if (!type || !space || !plist) return false;
+    const H5T_class_t kind = H5Tget_class(type.get());
+    const hsize_t type_size = H5Tget_size(type.get());
+    const hssize_t elements = H5Sget_simple_extent_npoints(space.get());
+    if ((kind != H5T_INTEGER && kind != H5T_FLOAT) || type_size == 0 || type_size > 16 ||
+        elements < 0 || static_cast<hsize_t>(elements) > INT64_MAX / type_size)
+        return false;
+    const hsize_t data_bytes = static_cast<hsize_t>(elements) * type_size;
+
+    switch (H5Pget_layout(plist.get())) {
+        case H5D_COMPACT:
+            return H5Dget_storage_size(dset) == data_bytes;
+        case H5D_CONTIGUOUS: {
+            if (H5Pget_external_count(plist.get()) != 0) return false;
+            const hsize_t stored = H5Dget_storage_size(dset);
+            return stored == data_bytes && inside(H5Dget_offset(dset), stored, file_size_of(dset));
+        }
+        case H5D_CHUNKED:
+            return chunks_sound(dset, plist.get(), space.get(), type_size, data_bytes,
+                                file_size_of(dset));
+        default:
+            return false;
+    }
+}
+
+}  // namespace scnapi
