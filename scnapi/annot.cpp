@@ -188,9 +188,8 @@ int scn_read_annot_info(scnapi_handle *h, int index, int *annotType, int *numQue
 int scn_read_annot_indices(scnapi_handle *h, int index, int *queryIndices) {
     return read_item(h, "scn_read_annot_indices", "/top/Annots/annot_%d", "annot", index,
                      [&](hid_t record) {
-                         if (!queryIndices) return 0;
-                         return read_counted_int(record, {"nQueries"}, "queryIndices",
-                                                 queryIndices) < 0 ? 1 : 0;
+                         return read_counted(record, {"nQueries"}, "queryIndices", Elem::Int,
+                                             queryIndices) < 0 ? 1 : 0;
                      });
 }
 
@@ -211,21 +210,20 @@ int scn_read_image_pixels(scnapi_handle *h, int index, char *pixels) {
                      [&](hid_t record) {
                          if (!pixels) return 0;
                          int format = 0;
-                         hsize_t n = 0;
+                         long long n = 0;
                          if (read_att_int(record, "pixelFormat", &format, 0) < 0 ||
-                             !announced_length(record, "pixels", {"width", "height"},
+                             !announced_length(record, {"width", "height"},
                                                bytes_per_pixel(format), &n))
                              return 1;
-                         return read_dataset_str(record, "pixels", pixels, n, 0) < 0 ? 1 : 0;
+                         return read_array(record, "pixels", Elem::Char, n, true, pixels) < 0 ? 1 : 0;
                      });
 }
 
 int scn_read_image_depth(scnapi_handle *h, int index, float *depth) {
     return read_item(h, "scn_read_image_depth", "/top/Images/image_%d", "image", index,
                      [&](hid_t record) {
-                         if (!depth) return 0;
-                         return read_counted_flt(record, {"width", "height"}, "depth", depth) < 0
-                                    ? 1 : 0;
+                         return read_counted(record, {"width", "height"}, "depth", Elem::Float,
+                                             depth) < 0 ? 1 : 0;
                      });
 }
 

@@ -13,7 +13,8 @@ int8 arrays also carry ``text`` (bytes up to the first NUL, Latin-1).
 Build format: ``{path: entry}`` written in key order, where a group entry is
 ``{"type": "group", "attrs": {...}}`` and a dataset entry is ``{"type":
 "dataset", "dtype", "value", "attrs"}`` (optionally ``"chunks"``,
-``"compression"``). An attribute is ``{"dtype", "value"}``: a number makes a
+``"compression"``; ``"shape"`` in place of ``"value"`` makes a dataset that is
+never written). An attribute is ``{"dtype", "value"}``: a number makes a
 scalar, a list a one-dimensional array, and ``"text"`` with ``"size"`` a
 zero-padded int8 array.
 """
@@ -95,8 +96,9 @@ def build(path, tree):
             if entry.get("type", "group") == "group":
                 obj = f.require_group(key) if key != "/" else f
             else:
-                data = _attr_value(entry)
-                obj = f.create_dataset(key, data=data, chunks=entry.get("chunks"),
+                data = None if "shape" in entry else _attr_value(entry)
+                obj = f.create_dataset(key, shape=entry.get("shape"), dtype=entry["dtype"],
+                                       data=data, chunks=entry.get("chunks"),
                                        compression=entry.get("compression"))
             for name, desc in entry.get("attrs", {}).items():
                 obj.attrs.create(name, _attr_value(desc))
