@@ -55,18 +55,24 @@ private:
 
 std::string list_path(int list) { return format_path("/top/ElemLists/elemlist_%d", list); }
 
-// Floats the public value reader accepts. The values group names no
-// variable, so the reader cannot know the component count the caller sized
-// its array with (elemCount times the components of the variable's kind):
-// it accepts values that are elemCount values of one of the component
-// counts a kind can have, 1, 2, 3 or 6, and no other length. Read without
-// messages, as checks of the size: -1 when elemCount cannot be read.
-// Callers that know their array's size pass it to read_elem_var_values.
-long long elem_values_length(const scnapi_handle *h, const ElemLayout &layout, int rec,
+// Floats the public value reader accepts: elemCount times the components
+// the caller sized its array with. When the list has a slot group naming
+// the variable, that is the variable's kind. The reader does not need the
+// slot (values written without one read back), and without it cannot know
+// the kind: it then accepts values that are elemCount values of one of the
+// component counts a kind can have, 1, 2, 3 or 6, and no other length; a
+// caller that cannot tell the kind sizes for 6. Read without messages, as
+// checks of the size: -1 when elemCount cannot be read. Callers that know
+// their array's size pass it to read_elem_var_values.
+long long elem_values_length(const scnapi_handle *h, const ElemLayout &layout, int rec, int slot,
                              hid_t var) {
     H5Id record = open_group(h->fileId, layout.record(rec));
     int count = 0;
     if (!record || read_att_int(record.get(), "elemCount", &count, 1) < 0) return -1;
+    H5Id info = open_group(h->fileId, layout.slot(slot));
+    int var_index = 0;
+    if (info && read_att_int(info.get(), "varIndex", &var_index, 1) == 0)
+        return array_length(count, variable_component_count(h, var_index, true));
     StoredDataset stored;
     if (!probe_dataset(var, "vals", &stored)) return count;  // reported by the read
     for (int components : {1, 2, 3, 6}) {
@@ -253,7 +259,7 @@ int read_elem_var_values(scnapi_handle *h, int elemListIndex, int elemIndex, int
     return read_record(h, layout.values(elemIndex, varSlot), entry,
                        "scn_read_elem_var_values: error closing var group", [&](hid_t var) {
         if (!vals.wanted()) return 0;
-        long long n = vals.sized() ? 0 : elem_values_length(h, layout, elemIndex, var);
+        long long n = vals.sized() ? 0 : elem_values_length(h, layout, elemIndex, varSlot, var);
         return read_array(var, "vals", Elem::Float, n, !vals.sized(), vals) < 0 ? 1 : 0;
     });
 }

@@ -73,6 +73,9 @@ MALFORMED = [
      "Error reading dataset: vals\n"),
     ("vals beyond six components", {"count": 1, "vals": 7}, "vals",
      "Error reading dataset: vals\n"),
+    # with a slot naming the variable, its kind decides
+    ("vals beyond the slot variable's components", {"slot": True, "vals": 6}, "vals",
+     "Error reading dataset: vals\n"),
 ]
 
 
