@@ -9,12 +9,25 @@ VENV ?= .venv
 BUILD ?= build
 PYTHON := $(VENV)/bin/python
 CMAKE := $(VENV)/bin/cmake
-APT_PACKAGES := g++ make pkg-config libhdf5-dev hdf5-tools
+APT_PACKAGES := g++ make pkg-config libhdf5-dev hdf5-tools clang-14 libclang-rt-14-dev
 PY_PACKAGES := numpy h5py pytest cmake ninja scikit-build-core
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 RUN_PY := PYTHONPATH=$(abspath $(BUILD))/binding:$(abspath python) $(abspath $(PYTHON))
 
-.PHONY: demo test build deps venv asan wheel clean
+# The fuzz target (clang, ASan, UBSan), its run options and the suppressions
+# of libhdf5's own defects (fuzz/*.supp).
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 600
+SMOKE_SECONDS ?= 30
+FUZZ_FINDINGS ?= $(FUZZ_BUILD)/findings
+FUZZ_SMOKE ?= yes
+FUZZ_ENV := ASAN_OPTIONS=suppressions=$(abspath fuzz/hdf5.supp):allocator_may_return_null=1 \
+  LSAN_OPTIONS=suppressions=$(abspath fuzz/hdf5-leaks.supp)
+FUZZ_RUN := $(FUZZ_ENV) $(FUZZ_BUILD)/fuzz/fuzz_read -close_fd_mask=1 -malloc_limit_mb=1000000 \
+  -rss_limit_mb=2048 -timeout=20
+FUZZ_REPLAY := fuzz/corpus/*.h5 tests/data/*.h5 $(wildcard fuzz/regressions/*)
+
+.PHONY: demo test build deps venv asan wheel clean fuzz fuzz-build fuzz-smoke
 
 demo: build
 	$(BUILD)/examples/scene_roundtrip demo.h5
@@ -23,6 +36,7 @@ demo: build
 test: build
 	$(CMAKE) -E env CTEST_OUTPUT_ON_FAILURE=1 $(VENV)/bin/ctest --test-dir $(BUILD)
 	$(RUN_PY) -m pytest -q tests
+	@if [ "$(FUZZ_SMOKE)" = yes ]; then $(MAKE) --no-print-directory fuzz-smoke; fi
 
 # Debian packages, installed when missing; Python's headers and venv module
 # too when the interpreter lacks them.
@@ -53,12 +67,39 @@ build: deps $(BUILD)/build.ninja
 
 # The whole suite under AddressSanitizer and UBSan.
 asan:
-	$(MAKE) test BUILD=build-asan CMAKE_FLAGS="-DCMAKE_BUILD_TYPE=Debug -DSCNAPI_SANITIZE=ON" \
+	$(MAKE) test BUILD=build-asan FUZZ_SMOKE=no CMAKE_FLAGS="-DCMAKE_BUILD_TYPE=Debug -DSCNAPI_SANITIZE=ON" \
 	  RUN_PY="ASAN_OPTIONS=detect_leaks=0 LD_PRELOAD=$$(g++ -print-file-name=libasan.so) PYTHONPATH=$(abspath build-asan)/binding:$(abspath python) $(abspath $(PYTHON))"
+
+$(FUZZ_BUILD)/build.ninja: CMakeLists.txt fuzz/CMakeLists.txt $(VENV)/.ready
+	$(CMAKE) -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_MAKE_PROGRAM=$(abspath $(VENV))/bin/ninja \
+	  -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DSCNAPI_FUZZ=ON -DSCNAPI_BUILD_TESTS=OFF
+
+fuzz-build: deps $(FUZZ_BUILD)/build.ninja
+	$(CMAKE) --build $(FUZZ_BUILD) --target fuzz_read
+
+# make fuzz FUZZ_SECONDS=N: fuzzes for N seconds from the seed corpus
+# (new inputs kept in $(FUZZ_BUILD)/corpus), then sorts the findings into
+# ours and libhdf5's (fuzz/triage.py); any of ours fails. Ours become files
+# in fuzz/regressions, which the smoke replays.
+fuzz: fuzz-build
+	rm -rf $(FUZZ_FINDINGS) && mkdir -p $(FUZZ_BUILD)/corpus $(FUZZ_FINDINGS)
+	$(FUZZ_RUN) -fork=1 -ignore_crashes=1 -ignore_ooms=1 -ignore_timeouts=1 \
+	  -max_total_time=$(FUZZ_SECONDS) -artifact_prefix=$(abspath $(FUZZ_FINDINGS))/ \
+	  $(FUZZ_BUILD)/corpus fuzz/corpus > $(FUZZ_FINDINGS).log 2>&1
+	@grep -E '^#[0-9]+:' $(FUZZ_FINDINGS).log | tail -1
+	$(PYTHON) fuzz/triage.py $(FUZZ_BUILD)/fuzz/fuzz_read $(FUZZ_FINDINGS)
+
+# What `make test` runs: the corpus and the damaged files replayed, then a
+# short fuzz run whose findings must all be libhdf5's.
+fuzz-smoke: fuzz-build
+	$(FUZZ_RUN) $(FUZZ_REPLAY) > $(FUZZ_BUILD)/replay.log 2>&1 || { tail -40 $(FUZZ_BUILD)/replay.log; exit 1; }
+	@echo "replayed $(words $(wildcard $(FUZZ_REPLAY))) files"
+	$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=$(SMOKE_SECONDS) FUZZ_FINDINGS=$(FUZZ_BUILD)/smoke
 
 # The installable package (library, _oxm module, oxm package and command).
 wheel: venv
 	$(VENV)/bin/pip wheel --no-deps -w dist .
 
 clean:
-	rm -rf $(BUILD) build-asan dist demo.h5
+	rm -rf $(BUILD) build-asan $(FUZZ_BUILD) dist demo.h5
