@@ -25,7 +25,8 @@ FUZZ_ENV := ASAN_OPTIONS=suppressions=$(abspath fuzz/hdf5.supp):allocator_may_re
   LSAN_OPTIONS=suppressions=$(abspath fuzz/hdf5-leaks.supp)
 FUZZ_RUN := $(FUZZ_ENV) $(FUZZ_BUILD)/fuzz/fuzz_read -close_fd_mask=1 -malloc_limit_mb=1000000 \
   -rss_limit_mb=2048 -timeout=20
-FUZZ_REPLAY := fuzz/corpus/*.h5 tests/data/*.h5 $(wildcard fuzz/regressions/*)
+FUZZ_REPLAY := fuzz/corpus/*.h5 tests/data/*.h5 $(FUZZ_BUILD)/counted/*.h5 \
+  $(wildcard fuzz/regressions/*)
 
 .PHONY: demo test build deps venv asan wheel clean fuzz fuzz-build fuzz-smoke
 
@@ -90,11 +91,14 @@ fuzz: fuzz-build
 	@grep -E '^#[0-9]+:' $(FUZZ_FINDINGS).log | tail -1
 	$(PYTHON) fuzz/triage.py $(FUZZ_BUILD)/fuzz/fuzz_read $(FUZZ_FINDINGS)
 
-# What `make test` runs: the corpus and the damaged files replayed, then a
-# short fuzz run whose findings must all be libhdf5's.
+# What `make test` runs: the corpus and the damaged files (tests/data, and
+# the count damage written from the corpus) replayed, then a short fuzz run
+# whose findings must all be libhdf5's.
 fuzz-smoke: fuzz-build
+	rm -rf $(FUZZ_BUILD)/counted && mkdir -p $(FUZZ_BUILD)/counted
+	$(PYTHON) tests/data/make_damaged.py --counts $(FUZZ_BUILD)/counted
 	$(FUZZ_RUN) $(FUZZ_REPLAY) > $(FUZZ_BUILD)/replay.log 2>&1 || { tail -40 $(FUZZ_BUILD)/replay.log; exit 1; }
-	@echo "replayed $(words $(wildcard $(FUZZ_REPLAY))) files"
+	@echo "replayed $$(grep -c '^Executed' $(FUZZ_BUILD)/replay.log) files"
 	$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=$(SMOKE_SECONDS) FUZZ_FINDINGS=$(FUZZ_BUILD)/smoke
 
 # The installable package (library, _oxm module, oxm package and command).

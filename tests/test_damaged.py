@@ -15,7 +15,7 @@ import _oxm
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "data"))
-from make_damaged import DAMAGE, damaged  # noqa: E402
+from make_damaged import COUNTED, DAMAGE, damaged, write_counted  # noqa: E402
 
 READ_FILE = os.path.join(os.path.dirname(os.path.dirname(_oxm.__file__)), "tests", "c", "read_file")
 CORPUS = sorted(glob.glob(os.path.join(HERE, "..", "fuzz", "corpus", "*.h5")))
@@ -39,6 +39,13 @@ def test_damaged_datasets_are_refused_before_hdf5_copies_them(name):
     with open(path, "rb") as f:
         assert f.read() == damaged(name), "regenerate with tests/data/make_damaged.py"
     assert f"Error reading dataset: {DAMAGE[name][2]}" in read_file(path)
+
+
+@pytest.mark.parametrize("seed", sorted(COUNTED))
+def test_counts_below_or_far_above_their_arrays_are_refused(seed, tmp_path):
+    for path, arrays in write_counted(str(tmp_path), [seed]).items():
+        refused = {line for line in read_file(path) if line.startswith("Error reading dataset")}
+        assert refused == {f"Error reading dataset: {name}" for name in arrays}, path
 
 
 @pytest.mark.parametrize("path", CORPUS, ids=[os.path.basename(p) for p in CORPUS])

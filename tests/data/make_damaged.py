@@ -1,10 +1,18 @@
-"""Writes the damaged scene files the tests replay: seed files of the fuzz
-corpus with a few bytes changed, each where libhdf5 1.10.8 goes wrong if a
-reader hands the dataset to H5Dread unchecked.
+"""Damaged scene files that the tests (and the fuzz smoke) replay, made
+from seed files of the fuzz corpus.
 
-    python tests/data/make_damaged.py tests/data
+Byte damage (committed in tests/data): a few bytes changed, each where
+libhdf5 1.10.8 goes wrong if a reader hands the dataset to H5Dread unchecked.
+Count damage (written on demand, with h5py): count attributes set below the
+arrays they count (a reader that trusted the stored length would write past
+its caller's array) and far above them (a caller that trusted the count
+would allocate gigabytes).
+
+    python tests/data/make_damaged.py tests/data          # byte damage
+    python tests/data/make_damaged.py --counts DIRECTORY  # count damage
 """
 import os
+import shutil
 import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -33,7 +41,47 @@ def damaged(name):
     return bytes(data)
 
 
+# seed: [(record group, count attribute, the arrays it counts)]
+COUNTED = {
+    "sources.h5": [("/top/Psrcs/psrc_0", "nSteps", ["partIndices", "stepValues"])],
+    "elements.h5": [("/top/ElemLists/elemlist_0/elem_0", "elemCount", ["ids", "vals"]),
+                    ("/top/ElemLists/elemlist_0/elem_1", "lenList", ["conn"])],
+    "geometry.h5": [("/top/Nodes/nodes_0", "numNodes", ["coords", "ids"]),
+                    ("/top/Nodes/nodes_0/var_1", "numValues", ["vals"])],
+    "variables.h5": [("/top/Vars/var_0", "nGrnOrSat", ["grnOrSatCntl", "grnOrSatCols"])],
+    "views.h5": [("/top/Vports/vport_1", "nParts", ["partIndices"]),
+                 ("/top/Aplanes/aplane_0", "nAnnots", ["annotIndices"])],
+    "parts.h5": [("/top/Reps/rep_0", "numRepGeoms", ["geomIndicies"])],
+    "scenes.h5": [("/top/Scenes/scene_0/parts/part_0", "nFrames", ["sourceIndices", "stepNums"]),
+                  ("/top/Scenes/scene_0/vports/vport_0", "nParts", ["partIndices"])],
+    "annotations.h5": [("/top/Annots/annot_0", "nQueries", ["queryIndices"]),
+                       ("/top/Images/image_0", "width", ["pixels", "depth"])],
+}
+LOW, HIGH = 1, 2**16
+
+
+def write_counted(directory, seeds=tuple(COUNTED)):
+    """Each seed twice, its counts set to LOW and to HIGH; returns
+    {file: [the arrays whose reads must be refused]}."""
+    import h5py
+
+    written = {}
+    for seed in seeds:
+        counts = COUNTED[seed]
+        for value in (LOW, HIGH):
+            path = os.path.join(directory, f"{seed[:-3]}_counts_{value}.h5")
+            shutil.copyfile(os.path.join(CORPUS, seed), path)
+            with h5py.File(path, "r+") as f:
+                for group, count, _ in counts:
+                    f[group].attrs[count] = f[group].attrs[count].dtype.type(value)
+            written[path] = [array for _, _, arrays in counts for array in arrays]
+    return written
+
+
 if __name__ == "__main__":
-    for name in DAMAGE:
-        with open(os.path.join(sys.argv[1], name), "wb") as out:
-            out.write(damaged(name))
+    if sys.argv[1] == "--counts":
+        write_counted(sys.argv[2])
+    else:
+        for name in DAMAGE:
+            with open(os.path.join(sys.argv[1], name), "wb") as out:
+                out.write(damaged(name))
