@@ -60,6 +60,28 @@ bool chunks_sound(hid_t dset, hid_t plist, hid_t space, hsize_t type_size, hsize
 
 }  // namespace
 
+bool type_sound(hid_t type) {
+    const H5T_class_t kind = H5Tget_class(type);
+    const size_t size = H5Tget_size(type);
+    if ((kind != H5T_INTEGER && kind != H5T_FLOAT) || size == 0 || size > 16) return false;
+    const size_t bits = 8 * size;
+    const size_t precision = H5Tget_precision(type);
+    const int offset = H5Tget_offset(type);
+    if (precision == 0 || precision > bits || offset < 0 ||
+        static_cast<size_t>(offset) > bits - precision)
+        return false;
+    if (kind == H5T_INTEGER) return true;
+    size_t sign = 0, exponent = 0, exponent_bits = 0, mantissa = 0, mantissa_bits = 0;
+    return H5Tget_fields(type, &sign, &exponent, &exponent_bits, &mantissa, &mantissa_bits) >= 0 &&
+           sign < bits && exponent_bits <= bits && exponent <= bits - exponent_bits &&
+           mantissa_bits <= bits && mantissa <= bits - mantissa_bits;
+}
+
+bool attribute_sound(hid_t attr) {
+    H5Id type(H5Aget_type(attr), H5Tclose);
+    return type && type_sound(type.get());
+}
+
 bool probe_dataset(hid_t group, const char *name, StoredDataset *out) {
     if (H5Lexists(group, name, H5P_DEFAULT) <= 0) return false;
     H5Id dset = dataset_id(H5Dopen1(group, name));
@@ -77,11 +99,10 @@ bool storage_sound(hid_t dset) {
     H5Id space = dataspace_id(H5Dget_space(dset));
     H5Id plist = plist_id(H5Dget_create_plist(dset));
     if (!type || !space || !plist) return false;
-    const H5T_class_t kind = H5Tget_class(type.get());
     const hsize_t type_size = H5Tget_size(type.get());
     const hssize_t elements = H5Sget_simple_extent_npoints(space.get());
-    if ((kind != H5T_INTEGER && kind != H5T_FLOAT) || type_size == 0 || type_size > 16 ||
-        elements < 0 || static_cast<hsize_t>(elements) > INT64_MAX / type_size)
+    if (!type_sound(type.get()) || elements < 0 ||
+        static_cast<hsize_t>(elements) > INT64_MAX / type_size)
         return false;
     const hsize_t data_bytes = static_cast<hsize_t>(elements) * type_size;
 

@@ -77,7 +77,7 @@ int read_attribute(hid_t gid, const char *name, hid_t type, void *buf, hsize_t c
         return -1;
     }
     hssize_t stored = extent_of(attr.get(), H5Aget_space);
-    if (stored < 0 || static_cast<hsize_t>(stored) > capacity ||
+    if (stored < 0 || static_cast<hsize_t>(stored) > capacity || !attribute_sound(attr.get()) ||
         H5Aread(attr.get(), type, buf) < 0) {
         if (!quiet) std::printf("Error reading attribute: %s\n", name);
         return -1;

@@ -34,11 +34,11 @@ def read_file(path):
 
 
 @pytest.mark.parametrize("name", sorted(DAMAGE))
-def test_damaged_datasets_are_refused_before_hdf5_copies_them(name):
+def test_damaged_values_are_refused_before_hdf5_copies_them(name):
     path = os.path.join(HERE, "data", name)
     with open(path, "rb") as f:
         assert f.read() == damaged(name), "regenerate with tests/data/make_damaged.py"
-    assert f"Error reading dataset: {DAMAGE[name][2]}" in read_file(path)
+    assert DAMAGE[name][2] in read_file(path)
 
 
 @pytest.mark.parametrize("seed", sorted(COUNTED))

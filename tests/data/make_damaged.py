@@ -2,7 +2,8 @@
 from seed files of the fuzz corpus.
 
 Byte damage (committed in tests/data): a few bytes changed, each where
-libhdf5 1.10.8 goes wrong if a reader hands the dataset to H5Dread unchecked.
+libhdf5 1.10.8 goes wrong if a reader hands the value to H5Dread or H5Aread
+unchecked.
 Count damage (written on demand, with h5py): count attributes set below the
 arrays they count (a reader that trusted the stored length would write past
 its caller's array) and far above them (a caller that trusted the count
@@ -18,18 +19,23 @@ import sys
 HERE = os.path.dirname(os.path.abspath(__file__))
 CORPUS = os.path.join(HERE, "..", "..", "fuzz", "corpus")
 
-# name: (seed, {offset: new byte}, the dataset the readers must refuse)
+# name: (seed, {offset: new byte}, the refusal the readers print)
 DAMAGE = {
     # The contiguous layout of scene 0's aplane 0 "annotIndices" (2 ints)
     # turned compact, holding 4 bytes: H5Dread copies 8 out of a 4-byte
     # buffer (from scn_read_scene_aplane_indices).
-    "compact_aplane_indices.h5": ("scenes.h5", {19129: 0, 19130: 4, 19131: 0}, "annotIndices"),
+    "compact_aplane_indices.h5": ("scenes.h5", {19129: 0, 19130: 4, 19131: 0},
+                                  "Error reading dataset: annotIndices"),
     # The same for node set 0's slot 1 "vals" (12 floats), from
     # scn_read_nodes_var_values.
-    "compact_node_values.h5": ("geometry.h5", {18737: 0, 18738: 4, 18739: 0}, "vals"),
+    "compact_node_values.h5": ("geometry.h5", {18737: 0, 18738: 4, 18739: 0},
+                               "Error reading dataset: vals"),
     # Node set 0's int type of "ids" made 2.75 GB wide: H5Dread allocates
     # and fills conversion buffers of that size.
-    "wide_node_ids.h5": ("geometry.h5", {15839: 164}, "ids"),
+    "wide_node_ids.h5": ("geometry.h5", {15839: 164}, "Error reading dataset: ids"),
+    # The int type of "/top/Geoms" "nGeoms" given a precision of 65312 bits:
+    # converting it walks its bits far past the value (H5Aread).
+    "wide_count_bits.h5": ("compressed.h5", {9987: 255}, "Error reading attribute: nGeoms"),
 }
 
 
