@@ -11,6 +11,7 @@
 #include "scnapi/bulk_readers.h"
 #include "scnapi/geometry.h"
 #include "scnapi/handle.h"
+#include "scnapi/images.h"
 
 namespace {
 
@@ -35,17 +36,6 @@ std::unique_ptr<T[]> sized(long long n) {
 }
 
 long long product(long long a, long long b) { return a < 0 || b < 0 ? -1 : a * b; }
-
-long long bytes_per_pixel(int format) {
-    switch (format) {
-        case OXR_IMG_FMT_A:
-        case OXR_IMG_FMT_L: return 1;
-        case OXR_IMG_FMT_LA: return 2;
-        case OXR_IMG_FMT_RGB: return 3;
-        case OXR_IMG_FMT_RGBA: return 4;
-        default: return 0;
-    }
-}
 
 // Components of variable `var`, from its kind; -1 when it cannot be read
 // (a consumer then has no size for the values, and does not read them).
@@ -251,7 +241,7 @@ void read_views_and_annotations(scnapi_handle *h) {
         int width = 0, height = 0, format = 0, depth = 0;
         if (scn_read_image_info(h, i, &width, &height, &format, &depth) != 0) continue;
         long long area = product(width, height);
-        if (auto a = sized<char>(product(area, bytes_per_pixel(format))))
+        if (auto a = sized<char>(product(area, scnapi::bytes_per_pixel(format))))
             scn_read_image_pixels(h, i, a.get());
         if (auto a = sized<float>(area)) scn_read_image_depth(h, i, a.get());
     }

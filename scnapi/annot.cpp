@@ -8,6 +8,7 @@
 #include "collection.h"
 #include "counted_io.h"
 #include "groups.h"
+#include "images.h"
 #include "scnapi/scnapi.h"
 #include "state.h"
 #include "storage.h"
@@ -34,19 +35,6 @@ int read_item(const scnapi_handle *h, const char *entry, const char *path_format
               const char *word, int index, ReadItems &&read_items) {
     std::string close = closing_message(entry, word);
     return read_record(h, format_path(path_format, index), entry, close.c_str(), read_items);
-}
-
-// Bytes per pixel of an image format; 0 for a format the library does not
-// know, whose pixels are then not stored.
-long long bytes_per_pixel(int format) {
-    switch (format) {
-        case OXR_IMG_FMT_A:
-        case OXR_IMG_FMT_L: return 1;
-        case OXR_IMG_FMT_LA: return 2;
-        case OXR_IMG_FMT_RGB: return 3;
-        case OXR_IMG_FMT_RGBA: return 4;
-        default: return 0;
-    }
 }
 
 // The note text as an attribute of exactly `len` bytes; a missing text is
@@ -92,6 +80,21 @@ int read_query_text(hid_t record, const char *name, char *out) {
 }
 
 }  // namespace
+
+namespace scnapi {
+
+long long bytes_per_pixel(int format) {
+    switch (format) {
+        case OXR_IMG_FMT_A:
+        case OXR_IMG_FMT_L: return 1;
+        case OXR_IMG_FMT_LA: return 2;
+        case OXR_IMG_FMT_RGB: return 3;
+        case OXR_IMG_FMT_RGBA: return 4;
+        default: return 0;
+    }
+}
+
+}  // namespace scnapi
 
 extern "C" {
 
