@@ -1,8 +1,8 @@
 // The bulk readers behind the public entries whose arrays the scripting
 // module (and the fuzz target) size themselves: the same readers, with the
 // same diagnostics under the entries' own names, taking ArrayOuts, so that
-// the caller can give the exact size of its array or let the reader
-// allocate it once the stored data is known to fill it.
+// the caller gives the exact size of its array and the reader allocates it
+// once the stored data is known to fill it.
 #pragma once
 
 #include "counted_io.h"

@@ -31,10 +31,10 @@ long long array_length(long long count, long long width);
 // Where a bulk reader puts one stored array.
 //
 // The public entries pass their callers' arrays, which hold what the
-// record's counts announce. The scripting module passes arrays of its own
-// size, or lets the reader allocate one: the reader first checks the stored
-// dataset and only then asks for the memory, so a count that the file does
-// not back with data costs nothing.
+// record's counts announce. The scripting module gives the size of its own
+// array and lets the reader allocate it: the reader first checks the
+// stored dataset and only then asks for the memory, so a count that the
+// file does not back with data costs nothing.
 class ArrayOut {
 public:
     using Allocate = std::function<void *()>;
@@ -43,24 +43,21 @@ public:
     // elements as the record's counts announce. Implicit, so that entries
     // pass their callers' pointers as they are.
     ArrayOut(void *buf) : buf_(buf) {}  // NOLINT(google-explicit-constructor)
-    // The caller's array of `capacity` elements.
-    ArrayOut(void *buf, long long capacity) : buf_(buf), capacity_(capacity) {}
     // An array of `capacity` elements that `allocate` makes (null when it
     // cannot), asked for only once the stored dataset holds exactly that many.
     ArrayOut(long long capacity, Allocate allocate)
         : capacity_(capacity), allocate_(std::move(allocate)) {}
 
     bool wanted() const { return buf_ || allocate_; }
-    // Whether the caller gave the array's size (else the record's counts do).
-    bool sized() const { return capacity_ != kAnnounced; }
-    long long capacity(long long announced) const { return sized() ? capacity_ : announced; }
+    // An array the reader allocates, of the caller's size; else the
+    // caller's array, of the size the record's counts announce.
     bool allocates() const { return static_cast<bool>(allocate_); }
+    long long capacity(long long announced) const { return allocates() ? capacity_ : announced; }
     void *buffer() const { return allocate_ ? allocate_() : buf_; }
 
 private:
-    static constexpr long long kAnnounced = -2;
     void *buf_ = nullptr;
-    long long capacity_ = kAnnounced;
+    long long capacity_ = 0;
     Allocate allocate_;
 };
 

@@ -259,8 +259,8 @@ int read_elem_var_values(scnapi_handle *h, int elemListIndex, int elemIndex, int
     return read_record(h, layout.values(elemIndex, varSlot), entry,
                        "scn_read_elem_var_values: error closing var group", [&](hid_t var) {
         if (!vals.wanted()) return 0;
-        long long n = vals.sized() ? 0 : elem_values_length(h, layout, elemIndex, varSlot, var);
-        return read_array(var, "vals", Elem::Float, n, !vals.sized(), vals) < 0 ? 1 : 0;
+        long long n = vals.allocates() ? 0 : elem_values_length(h, layout, elemIndex, varSlot, var);
+        return read_array(var, "vals", Elem::Float, n, !vals.allocates(), vals) < 0 ? 1 : 0;
     });
 }
 

@@ -202,8 +202,8 @@ int read_nodes_var_values(scnapi_handle *h, int nodesIndex, int varSlot, const A
     return read_record(h, path, entry, "scn_read_nodes_var_values: error closing var group",
                        [&](hid_t var) {
         if (!vals.wanted()) return 0;
-        long long n = vals.sized() ? 0 : node_values_length(h, var);
-        return read_array(var, "vals", Elem::Float, n, !vals.sized(), vals) < 0 ? 1 : 0;
+        long long n = vals.allocates() ? 0 : node_values_length(h, var);
+        return read_array(var, "vals", Elem::Float, n, !vals.allocates(), vals) < 0 ? 1 : 0;
     });
 }
 
