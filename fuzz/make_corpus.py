@@ -4,6 +4,10 @@ module), plus files of the legacy layout, which nothing writes and which
 are built by hand with h5py as the tests build them.
 
     python fuzz/make_corpus.py fuzz/corpus
+
+The damaged files of tests/data are these files with bytes changed at fixed
+offsets (tests/data/make_damaged.py): rewriting a seed they use means
+finding those offsets anew, which the test comparing them says.
 """
 import os
 import sys
