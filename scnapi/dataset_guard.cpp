@@ -7,12 +7,6 @@
 namespace scnapi {
 namespace {
 
-// Largest chunk accepted beyond a dataset's own size: HDF5 decodes a whole
-// chunk into a buffer of the chunk's size, which a damaged file must not
-// make absurd. A dataset's chunks may exceed its current extent only when
-// it is extendible, and then not by more than this.
-constexpr hsize_t kChunkSlack = 1 << 20;
-
 // Size of the file that `object` belongs to; 0 when unknown.
 hsize_t file_size_of(hid_t object) {
     H5Id file(H5Iget_file_id(object), H5Fclose);
@@ -26,11 +20,22 @@ bool inside(haddr_t addr, hsize_t bytes, hsize_t size) {
     return addr != HADDR_UNDEF && addr <= size && bytes <= size - addr;
 }
 
-// Each stored chunk lies inside the file and, when no filter transforms it,
-// holds exactly one chunk of elements; no more chunks than the extent has
-// room for; no chunk far larger than the data.
-bool chunks_sound(hid_t dset, hid_t plist, hid_t space, hsize_t type_size, hsize_t data_bytes,
-                  hsize_t file_size) {
+// Whether filter `i` of a chunk's pipeline changes the chunk's size (all
+// but shuffle do); bit i of the chunk's mask is set when it was skipped.
+bool resizes(hid_t plist, unsigned i, unsigned mask) {
+    unsigned flags = 0;
+    size_t values = 0;
+    return (mask & (1u << i)) == 0 &&
+           H5Pget_filter2(plist, i, &flags, &values, nullptr, 0, nullptr, nullptr) !=
+               H5Z_FILTER_SHUFFLE;
+}
+
+// Chunks no larger than the extent (scene files hold no extendible
+// datasets), no more of them than the extent has room for, each inside the
+// file and, unless a filter that changes its size was applied to it,
+// holding exactly one chunk of elements: HDF5 copies a whole chunk out of
+// what it reads or decodes, whatever that holds.
+bool chunks_sound(hid_t dset, hid_t plist, hid_t space, hsize_t type_size, hsize_t file_size) {
     int rank = H5Sget_simple_extent_ndims(space);
     hsize_t dims[H5S_MAX_RANK], chunk[H5S_MAX_RANK];
     if (rank < 1 || rank > H5S_MAX_RANK || H5Sget_simple_extent_dims(space, dims, nullptr) != rank ||
@@ -38,32 +43,37 @@ bool chunks_sound(hid_t dset, hid_t plist, hid_t space, hsize_t type_size, hsize
         return false;
     hsize_t chunk_bytes = type_size, room = 1;
     for (int d = 0; d < rank; ++d) {
-        if (chunk[d] == 0 || chunk[d] > (data_bytes + kChunkSlack) / chunk_bytes) return false;
+        if (chunk[d] == 0 || chunk[d] > dims[d]) return false;
         chunk_bytes *= chunk[d];
         room *= (dims[d] + chunk[d] - 1) / chunk[d];
     }
     // The chunk queries take the dataset's own dataspace: 1.10.8 refuses H5S_ALL.
     hsize_t count = 0;
     if (H5Dget_num_chunks(dset, space, &count) < 0 || count > room) return false;
-    const bool filtered = H5Pget_nfilters(plist) != 0;
+    const int filters = H5Pget_nfilters(plist);
+    if (filters < 0) return false;
     for (hsize_t i = 0; i < count; ++i) {
         hsize_t offset[H5S_MAX_RANK];
         unsigned mask = 0;
         haddr_t addr = HADDR_UNDEF;
         hsize_t size = 0;
         if (H5Dget_chunk_info(dset, space, i, offset, &mask, &addr, &size) < 0 ||
-            !inside(addr, size, file_size) || (!filtered && size != chunk_bytes))
+            !inside(addr, size, file_size))
             return false;
+        bool resized = false;
+        for (int f = 0; f < filters && !resized; ++f) resized = resizes(plist, f, mask);
+        if (!resized && size != chunk_bytes) return false;
     }
     return true;
 }
 
 }  // namespace
 
-bool type_sound(hid_t type) {
+bool type_sound(hid_t type, hid_t memory_type) {
     const H5T_class_t kind = H5Tget_class(type);
     const size_t size = H5Tget_size(type);
-    if ((kind != H5T_INTEGER && kind != H5T_FLOAT) || size == 0 || size > 16) return false;
+    if ((kind != H5T_INTEGER && kind != H5T_FLOAT) || size == 0 || size != H5Tget_size(memory_type))
+        return false;
     const size_t bits = 8 * size;
     const size_t precision = H5Tget_precision(type);
     const int offset = H5Tget_offset(type);
@@ -77,9 +87,9 @@ bool type_sound(hid_t type) {
            mantissa_bits <= bits && mantissa <= bits - mantissa_bits;
 }
 
-bool attribute_sound(hid_t attr) {
+bool attribute_sound(hid_t attr, hid_t memory_type) {
     H5Id type(H5Aget_type(attr), H5Tclose);
-    return type && type_sound(type.get());
+    return type && type_sound(type.get(), memory_type);
 }
 
 bool probe_dataset(hid_t group, const char *name, StoredDataset *out) {
@@ -94,14 +104,14 @@ bool probe_dataset(hid_t group, const char *name, StoredDataset *out) {
     return true;
 }
 
-bool storage_sound(hid_t dset) {
+bool storage_sound(hid_t dset, hid_t memory_type) {
     H5Id type(H5Dget_type(dset), H5Tclose);
     H5Id space = dataspace_id(H5Dget_space(dset));
     H5Id plist = plist_id(H5Dget_create_plist(dset));
     if (!type || !space || !plist) return false;
     const hsize_t type_size = H5Tget_size(type.get());
     const hssize_t elements = H5Sget_simple_extent_npoints(space.get());
-    if (!type_sound(type.get()) || elements < 0 ||
+    if (!type_sound(type.get(), memory_type) || elements < 0 ||
         static_cast<hsize_t>(elements) > INT64_MAX / type_size)
         return false;
     const hsize_t data_bytes = static_cast<hsize_t>(elements) * type_size;
@@ -115,8 +125,7 @@ bool storage_sound(hid_t dset) {
             return stored == data_bytes && inside(H5Dget_offset(dset), stored, file_size_of(dset));
         }
         case H5D_CHUNKED:
-            return chunks_sound(dset, plist.get(), space.get(), type_size, data_bytes,
-                                file_size_of(dset));
+            return chunks_sound(dset, plist.get(), space.get(), type_size, file_size_of(dset));
         default:
             return false;
     }

@@ -77,7 +77,7 @@ int read_attribute(hid_t gid, const char *name, hid_t type, void *buf, hsize_t c
         return -1;
     }
     hssize_t stored = extent_of(attr.get(), H5Aget_space);
-    if (stored < 0 || static_cast<hsize_t>(stored) > capacity || !attribute_sound(attr.get()) ||
+    if (stored < 0 || static_cast<hsize_t>(stored) > capacity || !attribute_sound(attr.get(), type) ||
         H5Aread(attr.get(), type, buf) < 0) {
         if (!quiet) std::printf("Error reading attribute: %s\n", name);
         return -1;
@@ -151,7 +151,7 @@ hssize_t read_dataset(hid_t gid, const char *name, hid_t type, void *buf, hsize_
     }
     if (H5Dget_storage_size(dset.get()) == 0) {
         stored = 0;  // created but never written: nothing to read
-    } else if (!storage_sound(dset.get()) ||  // a damaged layout is never handed to H5Dread
+    } else if (!storage_sound(dset.get(), type) ||  // a damaged layout is never handed to H5Dread
                H5Dread(dset.get(), type, H5S_ALL, H5S_ALL, H5P_DEFAULT, buf) < 0) {
         std::printf("Error reading dataset: %s\n", name);
         return -1;

@@ -33,6 +33,12 @@ DAMAGE = {
     # Node set 0's int type of "ids" made 2.75 GB wide: H5Dread allocates
     # and fills conversion buffers of that size.
     "wide_node_ids.h5": ("geometry.h5", {15839: 164}, "Error reading dataset: ids"),
+    # Node set 0's deflated "coords" (one chunk of 120 floats) given an
+    # 8-byte float type: H5Dread copies 960 bytes out of the 480 decoded.
+    "wide_compressed_coords.h5": ("compressed.h5", {15236: 8}, "Error reading dataset: coords"),
+    # The same chunk's filter mask set to skip Deflate: H5Dread copies 480
+    # bytes out of the 149 stored.
+    "undecoded_chunk.h5": ("compressed.h5", {15804: 2}, "Error reading dataset: coords"),
     # The int type of "/top/Geoms" "nGeoms" given a precision of 65312 bits:
     # converting it walks its bits far past the value (H5Aread).
     "wide_count_bits.h5": ("compressed.h5", {9987: 255}, "Error reading attribute: nGeoms"),
