@@ -29,7 +29,11 @@ SCNAPI_EXPORT int scn_write_attr(scnapi_handle *h, int kind, int index, int tag,
    buffer could not be allocated. */
 SCNAPI_EXPORT int scn_read_num_attributes(scnapi_handle *h, int kind, int index);
 SCNAPI_EXPORT int scn_read_attribute_ids(scnapi_handle *h, int kind, int index, int *tags);
-/* 0 when the tag is known (its values copied), 1 otherwise. */
+/* 0 when the tag is known (its values copied), 1 otherwise.  Copies the
+   number of values attr_classify gives for the tag, from the attribute's
+   offset in the loaded values of its type; positions past the loaded
+   values (an attribute added before its governing count has none of its
+   own) are given as zeros. */
 SCNAPI_EXPORT int scn_read_attr(scnapi_handle *h, int kind, int index, int ordinal,
                                 void *values);
 

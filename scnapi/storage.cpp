@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "deflate_chunk.h"
+#include "dataset_guard.h"
 #include "h5id.h"
 #include "state.h"
 
@@ -77,7 +78,7 @@ int read_attribute(hid_t gid, const char *name, hid_t type, void *buf, hsize_t c
         return -1;
     }
     hssize_t stored = extent_of(attr.get(), H5Aget_space);
-    if (stored < 0 || static_cast<hsize_t>(stored) > capacity ||
+    if (stored < 0 || static_cast<hsize_t>(stored) > capacity || !attribute_sound(attr.get(), type) ||
         H5Aread(attr.get(), type, buf) < 0) {
         if (!quiet) std::printf("Error reading attribute: %s\n", name);
         return -1;
@@ -151,7 +152,8 @@ hssize_t read_dataset(hid_t gid, const char *name, hid_t type, void *buf, hsize_
     }
     if (H5Dget_storage_size(dset.get()) == 0) {
         stored = 0;  // created but never written: nothing to read
-    } else if (read_whole_dataset(dset.get(), type, buf, static_cast<hsize_t>(stored)) < 0) {
+    } else if (!storage_sound(dset.get(), type) ||  // a damaged layout is never handed to HDF5
+               read_whole_dataset(dset.get(), type, buf, static_cast<hsize_t>(stored)) < 0) {
         std::printf("Error reading dataset: %s\n", name);
         return -1;
     }
