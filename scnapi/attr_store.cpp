@@ -16,7 +16,6 @@
 #include <string>
 
 #include "attr_classes.h"
-#include "dataset_guard.h"
 #include "groups.h"
 #include "h5id.h"
 #include "state.h"
@@ -171,24 +170,22 @@ enum class Load { kOk, kFailed, kRefused, kNoMemory };
 
 const char *const kLoader = "scn_read_num_attributes";
 
-// Whether dataset `name` exists and holds exactly n stored elements: a
-// length the file does not back with data never sizes a buffer.
-bool has_length(hid_t group, const char *name, int n) {
-    StoredDataset stored;
-    if (!probe_dataset(group, name, &stored)) {
+// Opens dataset `name` for a read of exactly n stored elements: a length
+// the file does not back with data never sizes a buffer. An empty
+// StoredArray after reporting why not.
+StoredArray open_length(hid_t group, const char *name, int n) {
+    StoredArray stored(group, name);
+    if (!stored) {
         std::printf("Error opening dataset: %s\n", name);
-        return false;
-    }
-    if (stored.elements != static_cast<hsize_t>(n)) {
+    } else if (stored.elements() != static_cast<hsize_t>(n)) {
         std::printf("%s: %s holds %llu values, not %d\n", kLoader, name,
-                    static_cast<unsigned long long>(stored.elements), n);
-        return false;
-    }
-    if (n > 0 && stored.bytes == 0) {
+                    static_cast<unsigned long long>(stored.elements()), n);
+    } else if (n > 0 && !stored.written()) {
         std::printf("%s: %s was never written\n", kLoader, name);
-        return false;
+    } else {
+        return stored;
     }
-    return true;
+    return StoredArray();
 }
 
 // Reads a length attribute ("ivalsLen", ...), which must lie within the
@@ -217,26 +214,31 @@ bool fit_for_read(T *&buf, int &capacity, int needed) {
     return true;
 }
 
-// Loads value array `name` of `len` elements into its buffer, which grows
-// to `room` elements only after the stored dataset is found to hold the
-// length: a failed check is reported as the failed read it stands for
-// ("error reading ibuf").
-template <class T, class Read>
-Load load_values(hid_t group, const char *name, const char *buffer, int len, int room, T *&buf,
-                 int &capacity, Read &&read) {
-    if (has_length(group, name, len)) {
+// Loads value array `name` of `len` elements (`type`) into its buffer,
+// which grows to `room` elements only after the stored dataset is found to
+// hold the length: a failed check is reported as the failed read it stands
+// for ("error reading ibuf"). `finish` completes the buffer after the read
+// (the text's NUL).
+template <class T, class Finish>
+Load load_values(hid_t group, const char *name, const char *buffer, hid_t type, int len,
+                 int room, T *&buf, int &capacity, Finish &&finish) {
+    if (StoredArray stored = open_length(group, name, len)) {
         if (!fit_for_read(buf, capacity, room)) {
             std::printf("%s: error allocing %s\n", kLoader, buffer);
             return Load::kNoMemory;
         }
-        if (read(buf) == 0) return Load::kOk;
+        if (stored.read(type, buf, static_cast<hsize_t>(len)) >= 0) {
+            finish(buf);
+            return Load::kOk;
+        }
     }
     std::printf("%s: error reading %s\n", kLoader, buffer);
     return Load::kFailed;
 }
 
 bool read_ints(hid_t group, const char *name, int *buf, int n) {
-    return has_length(group, name, n) && read_dataset_int(group, name, buf, n) == 0;
+    StoredArray stored = open_length(group, name, n);
+    return stored && stored.read(H5T_NATIVE_INT, buf, static_cast<hsize_t>(n)) >= 0;
 }
 
 // Loads the attributes of the open record group into the (empty) store.
@@ -271,20 +273,18 @@ Load load_record(scnapi_handle *h, hid_t group) {
     // The char buffer keeps room for the NUL stored after the text; a failed
     // "cvals" ends the load at once.
     Load got = Load::kOk;
+    auto nothing = [](void *) {};
     if (ilen > 0)
-        got = load_values(group, "ivals", "ibuf", ilen, ilen, h->ibuf, h->ibufSize, [&](int *buf) {
-            return read_dataset_int(group, "ivals", buf, ilen);
-        });
+        got = load_values(group, "ivals", "ibuf", H5T_NATIVE_INT, ilen, ilen, h->ibuf, h->ibufSize,
+                          nothing);
     if (got != Load::kNoMemory && flen > 0) {
-        Load f = load_values(group, "fvals", "fbuf", flen, flen, h->fbuf, h->fbufSize, [&](float *buf) {
-            return read_dataset_flt(group, "fvals", buf, flen);
-        });
+        Load f = load_values(group, "fvals", "fbuf", H5T_NATIVE_FLOAT, flen, flen, h->fbuf,
+                             h->fbufSize, nothing);
         got = f == Load::kOk ? got : f;
     }
     if (got != Load::kNoMemory && clen > 0) {
-        Load c = load_values(group, "cvals", "cbuf", clen, clen + 1, h->cbuf, h->cbufSize, [&](char *buf) {
-            return read_dataset_str(group, "cvals", buf, clen + 1, 1);
-        });
+        Load c = load_values(group, "cvals", "cbuf", H5T_NATIVE_SCHAR, clen, clen + 1, h->cbuf,
+                             h->cbufSize, [&](char *buf) { buf[clen] = '\0'; });
         got = c == Load::kOk ? got : c;
     }
     // Offsets are not checked here: each attribute's values are bounded by

@@ -3,7 +3,6 @@
 #include <climits>
 #include <cstdio>
 
-#include "dataset_guard.h"
 #include "storage.h"
 
 namespace scnapi {
@@ -21,6 +20,16 @@ bool writable(const char *name, long long n, const void *data) {
         return false;
     }
     return true;
+}
+
+// The memory type of an element kind.
+hid_t element_type(Elem type) {
+    switch (type) {
+        case Elem::Int: return H5T_NATIVE_INT;
+        case Elem::Float: return H5T_NATIVE_FLOAT;
+        case Elem::Char: break;
+    }
+    return H5T_NATIVE_SCHAR;
 }
 
 }  // namespace
@@ -47,28 +56,23 @@ int read_array(hid_t record, const char *name, Elem type, long long announced, b
                const ArrayOut &out) {
     if (!out.wanted()) return 0;
     const long long capacity = out.capacity(announced);
-    StoredDataset stored;
-    if (capacity >= 0 && !probe_dataset(record, name, &stored)) {
+    StoredArray stored(record, name);
+    if (capacity >= 0 && !stored) {
         std::printf("Error opening dataset: %s\n", name);
         return -1;
     }
     const auto room = static_cast<hsize_t>(capacity);
     // An array allocated for the read is backed by stored data of exactly
     // its size: a dataset that was never written backs none.
-    if (capacity < 0 || stored.elements > room ||
-        (exact && stored.elements != static_cast<hsize_t>(announced)) ||
-        (out.allocates() && (stored.elements != room || (room > 0 && stored.bytes == 0)))) {
+    if (capacity < 0 || stored.elements() > room ||
+        (exact && stored.elements() != static_cast<hsize_t>(announced)) ||
+        (out.allocates() && (stored.elements() != room || (room > 0 && !stored.written())))) {
         std::printf("Error reading dataset: %s\n", name);
         return -1;
     }
     void *buf = out.buffer();
     if (!buf) return -1;
-    switch (type) {
-        case Elem::Int: return read_dataset_int(record, name, static_cast<int *>(buf), room);
-        case Elem::Float: return read_dataset_flt(record, name, static_cast<float *>(buf), room);
-        case Elem::Char: return read_dataset_str(record, name, static_cast<char *>(buf), room, 0);
-    }
-    return -1;
+    return stored.read(element_type(type), buf, room) < 0 ? -1 : 0;
 }
 
 int read_counted(hid_t record, std::initializer_list<const char *> counts, const char *name,

@@ -92,23 +92,10 @@ bool attribute_sound(hid_t attr, hid_t memory_type) {
     return type && type_sound(type.get(), memory_type);
 }
 
-bool probe_dataset(hid_t group, const char *name, StoredDataset *out) {
-    if (H5Lexists(group, name, H5P_DEFAULT) <= 0) return false;
-    H5Id dset = dataset_id(H5Dopen1(group, name));
-    if (!dset) return false;
-    H5Id space = dataspace_id(H5Dget_space(dset.get()));
-    hssize_t elements = space ? H5Sget_simple_extent_npoints(space.get()) : -1;
-    if (elements < 0) return false;
-    out->elements = static_cast<hsize_t>(elements);
-    out->bytes = H5Dget_storage_size(dset.get());
-    return true;
-}
-
-bool storage_sound(hid_t dset, hid_t memory_type) {
+bool storage_sound(hid_t dset, hid_t memory_type, H5Id *dcpl) {
     H5Id type(H5Dget_type(dset), H5Tclose);
     H5Id space = dataspace_id(H5Dget_space(dset));
-    H5Id plist = plist_id(H5Dget_create_plist(dset));
-    if (!type || !space || !plist) return false;
+    if (!type || !space) return false;
     const hsize_t type_size = H5Tget_size(type.get());
     const hssize_t elements = H5Sget_simple_extent_npoints(space.get());
     if (!type_sound(type.get(), memory_type) || elements < 0 ||
@@ -116,19 +103,28 @@ bool storage_sound(hid_t dset, hid_t memory_type) {
         return false;
     const hsize_t data_bytes = static_cast<hsize_t>(elements) * type_size;
 
+    // Contiguous data stored in this file is the one layout with an address
+    // of its own (chunked, compact, external and unallocated data have none).
+    const haddr_t addr = H5Dget_offset(dset);
+    if (addr != HADDR_UNDEF) {
+        const hsize_t stored = H5Dget_storage_size(dset);
+        return stored == data_bytes && inside(addr, stored, file_size_of(dset));
+    }
+    H5Id plist = plist_id(H5Dget_create_plist(dset));
+    if (!plist) return false;
+    bool sound = false;
     switch (H5Pget_layout(plist.get())) {
         case H5D_COMPACT:
-            return H5Dget_storage_size(dset) == data_bytes;
-        case H5D_CONTIGUOUS: {
-            if (H5Pget_external_count(plist.get()) != 0) return false;
-            const hsize_t stored = H5Dget_storage_size(dset);
-            return stored == data_bytes && inside(H5Dget_offset(dset), stored, file_size_of(dset));
-        }
+            sound = H5Dget_storage_size(dset) == data_bytes;
+            break;
         case H5D_CHUNKED:
-            return chunks_sound(dset, plist.get(), space.get(), type_size, file_size_of(dset));
-        default:
+            sound = chunks_sound(dset, plist.get(), space.get(), type_size, file_size_of(dset));
+            break;
+        default:  // contiguous without an address in this file: external
             return false;
     }
+    if (sound) *dcpl = std::move(plist);
+    return sound;
 }
 
 }  // namespace scnapi

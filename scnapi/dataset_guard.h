@@ -13,13 +13,9 @@
 
 #include <hdf5.h>
 
-namespace scnapi {
+#include "h5id.h"
 
-// Elements and stored bytes of a dataset; 0 bytes = never written.
-struct StoredDataset {
-    hsize_t elements = 0;
-    hsize_t bytes = 0;
-};
+namespace scnapi {
 
 // Whether values of `type` can be read as `memory_type` without trusting
 // damaged fields: an integer or a float of the memory type's size (every
@@ -32,16 +28,15 @@ bool type_sound(hid_t type, hid_t memory_type);
 // are stored with its header message, already decoded when it was opened).
 bool attribute_sound(hid_t attr, hid_t memory_type);
 
-// Describes dataset `name` of `group` without a message; false when it is
-// absent or cannot be opened.
-bool probe_dataset(hid_t group, const char *name, StoredDataset *out);
-
 // Whether the open dataset `dset`, which has storage, can be read whole as
 // `memory_type`: a sound type, and storage that matches its extent and lies
 // inside the file (contiguous: its size and address; chunked: chunks within
 // the extent, every chunk's address, and its size unless a filter that
 // changes it was applied; compact: its size). External and virtual storage
-// are refused.
-bool storage_sound(hid_t dset, hid_t memory_type);
+// are refused. When the storage is sound and not contiguous, `dcpl` receives
+// the dataset's creation properties, which the read goes on to use;
+// contiguous data is checked without them (copying them is the costliest
+// step of a small read), and `dcpl` stays empty.
+bool storage_sound(hid_t dset, hid_t memory_type, H5Id *dcpl);
 
 }  // namespace scnapi

@@ -73,11 +73,11 @@ long long elem_values_length(const scnapi_handle *h, const ElemLayout &layout, i
     int var_index = 0;
     if (info && read_att_int(info.get(), "varIndex", &var_index, 1) == 0)
         return array_length(count, variable_component_count(h, var_index, true));
-    StoredDataset stored;
-    if (!probe_dataset(var, "vals", &stored)) return count;  // reported by the read
+    hsize_t stored = 0;
+    if (dataset_length(var, "vals", &stored) < 0) return count;  // reported by the read
     for (int components : {1, 2, 3, 6}) {
         long long n = array_length(count, components);
-        if (n >= 0 && stored.elements <= static_cast<hsize_t>(n)) return n;
+        if (n >= 0 && stored <= static_cast<hsize_t>(n)) return n;
     }
     return array_length(count, 6);
 }
