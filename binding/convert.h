@@ -10,6 +10,7 @@
 
 #include "oxm_object.h"
 #include "pycompat.h"
+#include "scnapi/counted_io.h"
 
 // ---- references ------------------------------------------------------------
 
@@ -120,26 +121,55 @@ T *array_data(PyObject *array) {
     return static_cast<T *>(PyArray_DATA(reinterpret_cast<PyArrayObject *>(array)));
 }
 
-// Allocates a zero-filled array of `dims` and lets `read(data)` (a library
-// call returning its status) fill it in place. On Ok `out` holds the array.
-template <class T, class Read>
-Fill fill_array(PyRef &out, Dims dims, Read &&read) {
-    Fill outcome = Fill::Ok;
-    PyRef array(new_zeroed_array(NpyType<T>::value, dims, &outcome));
-    if (!array) return outcome;
-    if (read(array_data<T>(array.get())) != 0) return Fill::ReadFailed;
-    out = std::move(array);
-    return Fill::Ok;
+// A new array of `dims` that a library reader allocates through out(),
+// only once it has found stored data that fills it exactly: a count the
+// file does not back with data costs no memory.
+class LazyArray {
+public:
+    LazyArray(int typenum, Dims dims);
+
+    // A dimension is negative or the element count exceeds 32 bits.
+    bool bad_count() const { return elements_ < 0; }
+    // The array could not be made (MemoryError, or an earlier exception, is
+    // set).
+    bool no_memory() const { return no_memory_; }
+    scnapi::ArrayOut out();
+    // The array, made now if the reader had nothing to store in it; null
+    // with MemoryError set when it cannot be made.
+    PyObject *take();
+
+private:
+    void *make();
+
+    int typenum_;
+    npy_intp shape_[NPY_MAXDIMS] = {};
+    int nd_ = 0;
+    long long elements_ = 1;
+    PyRef array_;
+    bool no_memory_ = false;
+};
+
+// Lets `read(out)` (a library reader taking an ArrayOut, returning its
+// status) fill a new array of `dims`. On Ok `result` holds the array.
+template <class Read>
+Fill fill_array(PyRef &result, int typenum, Dims dims, Read &&read) {
+    LazyArray array(typenum, dims);
+    if (array.bad_count()) return Fill::BadCount;
+    int status = read(array.out());
+    if (array.no_memory()) return Fill::NoMemory;
+    if (status != 0) return Fill::ReadFailed;
+    result.reset(array.take());
+    return result ? Fill::Ok : Fill::NoMemory;
 }
 
 // The usual policy over fill_array: the filled array; or, when the count is
 // unusable or the read fails, RuntimeError(message), or None when `message`
 // is null (entries that a failed read leaves out); MemoryError when the
 // array cannot be allocated. Null with an exception set on failure.
-template <class T, class Read>
-PyObject *library_array(Dims dims, const char *message, Read &&read) {
+template <class Read>
+PyObject *library_array(int typenum, Dims dims, const char *message, Read &&read) {
     PyRef array;
-    switch (fill_array<T>(array, dims, read)) {
+    switch (fill_array(array, typenum, dims, read)) {
         case Fill::Ok:
             return array.release();
         case Fill::NoMemory:

@@ -156,7 +156,11 @@ struct AttrRecord {
     // count its classification gives for the tag, which each rule's buffer
     // holds.
     bool read(int ordinal, void *values) const {
-        return scn_read_attr(h, kind, index, ordinal, values) == 0;
+        return values && scn_read_attr(h, kind, index, ordinal, values) == 0;
+    }
+    // The same into an array the reader allocates.
+    int read_into(int ordinal, const scnapi::ArrayOut &out) const {
+        return read(ordinal, out.buffer()) ? 0 : 1;
     }
     // The ordinal of the first or last attribute with `tag`, or -1.
     int find(int tag, bool last) const {
@@ -183,22 +187,26 @@ Converted none() {
 }
 
 // The instance matrices, shaped (N, 4, 4) with N the record's last
-// instance count. The library sizes its copy by the first count, which a
-// well-formed record has only once: a record whose first count exceeds its
-// last is left out rather than read past the array.
+// instance count. The library serves the count its classification gives,
+// from the first instance count, which a well-formed record has only once:
+// a record whose counts disagree is left out rather than read past the
+// array, or an array allocated beyond what the library serves.
 Converted instances(const AttrRecord &rec, int ordinal) {
     int last = rec.find(OXR_RENDATTR_NUMINSTANCE, true);
-    int first = rec.find(OXR_RENDATTR_NUMINSTANCE, false);
-    int n = 0, n_first = 0;
-    if (last < 0 || scn_read_attr(rec.h, kRendAttrOwner, rec.index, last, &n) != 0 ||
-        scn_read_attr(rec.h, kRendAttrOwner, rec.index, first, &n_first) != 0) {
+    int n = 0;
+    if (last < 0 || scn_read_attr(rec.h, kRendAttrOwner, rec.index, last, &n) != 0) {
         oxm_library_error("Failed to read numinstances");
         return {nullptr, true};
     }
     if (n < 0) return none();
-    if (n_first > n) return left_out();
+    int served = 0;
+    if (attr_classify(rec.h, kRendAttrOwner, OXR_RENDATTR_INSTANCE, nullptr, &served) != 0 ||
+        served != 16LL * n)
+        return left_out();
     PyRef array;
-    switch (fill_array<float>(array, {n, 4, 4}, [&](float *buf) { return rec.read(ordinal, buf) ? 0 : 1; })) {
+    switch (fill_array(array, NPY_FLOAT, {n, 4, 4}, [&](const scnapi::ArrayOut &out) {
+        return rec.read_into(ordinal, out);
+    })) {
         case Fill::Ok:
             return keep(array.release());
         case Fill::NoMemory:
@@ -227,8 +235,8 @@ Converted convert(const AttrRecord &rec, int ordinal) {
             return instances(rec, ordinal);
         case Rule::Floats: {
             PyRef array;
-            Fill outcome = fill_array<float>(array, {r.count}, [&](float *buf) {
-                return rec.read(ordinal, buf) ? 0 : 1;
+            Fill outcome = fill_array(array, NPY_FLOAT, {r.count}, [&](const scnapi::ArrayOut &out) {
+                return rec.read_into(ordinal, out);
             });
             if (outcome == Fill::NoMemory) return {nullptr, true};
             return outcome == Fill::Ok ? keep(array.release()) : left_out();

@@ -2,28 +2,15 @@
 // records and the variable values stored on them.
 #include "convert.h"
 #include "methods.h"
+#include "scnapi/bulk_readers.h"
+#include "scnapi/geometry.h"
 
 namespace {
 
-// Floats per value of a variable kind. Every kind that stores values gets
-// its true count, so normalised vectors (3), complex scalars (2) and
-// complex vectors (6) come back whole as (count, components) arrays; other
-// kinds store no values (0).
-int components(int kind) {
-    switch (kind) {
-        case OXR_VAR_SCALAR:
-            return 1;
-        case OXR_VAR_VECTOR:
-        case OXR_VAR_NORMALIZED_VECTOR:
-            return 3;
-        case OXR_VAR_COMPLEX_SCALAR:
-            return 2;
-        case OXR_VAR_COMPLEX_VECTOR:
-            return 6;
-        default:
-            return 0;
-    }
-}
+// Floats per value of a variable kind: the library's own count, so that
+// normalised vectors (3), complex scalars (2) and complex vectors (6) come
+// back whole as (count, components) arrays; other kinds store no values.
+int components(int kind) { return scnapi::component_count(kind); }
 
 // Nodes (or elements) per row of the connectivity of an element type; 0
 // for types whose elements have no fixed size.
@@ -40,14 +27,6 @@ int nodes_per_element(int type) {
     }
 }
 
-// Components of variable record `var` as the library counts them: 0 when
-// its kind cannot be read.
-int var_components(scnapi_handle *h, int var) {
-    int kind = 0;
-    if (scn_read_var_info(h, var, nullptr, nullptr, nullptr, &kind, nullptr, nullptr) != 0) return 0;
-    return components(kind);
-}
-
 // The name and description of variable record `var`, and its kind.
 struct VarHeader {
     char name[OXR_VAR_NAME_SIZE] = {};
@@ -61,17 +40,19 @@ struct VarHeader {
 
 // Adds "varValues": `count` values of a variable of `kind`, which `read`
 // fills, shaped (count,) for one component and (count, components)
-// otherwise. A buffer that cannot be allocated leaves the entry out; a
-// count no record can have, or a failed read, raises RuntimeError
-// (`read_failed`). Kinds without stored values give a (count, 0) array
-// without reading. -1 with an exception set on failure.
+// otherwise. The reader is given the array's exact size and allocates it
+// only when the stored values fill it. A buffer that cannot be allocated
+// leaves the entry out; a count no record can have, or a failed read,
+// raises RuntimeError (`read_failed`). Kinds without stored values give a
+// (count, 0) array without reading. -1 with an exception set on failure.
 template <class Read>
 int add_var_values(PyObject *dict, int count, int kind, const char *read_failed, Read &&read) {
     int n = components(kind);
     Dims one = {count}, many = {count, n};
     PyRef values;
-    Fill outcome = n == 0 ? fill_array<float>(values, many, [](float *) { return 0; })
-                          : fill_array<float>(values, n == 1 ? one : many, read);
+    auto nothing = [](const scnapi::ArrayOut &) { return 0; };
+    Fill outcome = n == 0 ? fill_array(values, NPY_FLOAT, many, nothing)
+                          : fill_array(values, NPY_FLOAT, n == 1 ? one : many, read);
     switch (outcome) {
         case Fill::Ok:
             return PyDict_SetItemString(dict, "varValues", values.get());
@@ -153,12 +134,13 @@ PyObject *oxm_elemInfo(PyObject *self, PyObject *args) {
     int per = nodes_per_element(type);
     bool rows = per > 0 && count >= 0 && static_cast<long long>(count) * per == length;
     Dims flat = {length}, shaped = {count, per};
-    PyObject *conn = library_array<int>(rows ? shaped : flat, nullptr, [&](int *buf) {
-        return scn_read_elem_connectivity(h, list, rec, buf);
-    });
+    PyObject *conn = library_array(NPY_INT, rows ? shaped : flat, nullptr,
+                                   [&](const scnapi::ArrayOut &out) {
+                                       return scnapi::read_elem_connectivity(h, list, rec, out);
+                                   });
     if (dict_put(dict.get(), "connectivity", conn) < 0) return nullptr;
-    PyObject *ids = library_array<int>({count}, nullptr, [&](int *buf) {
-        return scn_read_elem_ids(h, list, rec, buf);
+    PyObject *ids = library_array(NPY_INT, {count}, nullptr, [&](const scnapi::ArrayOut &out) {
+        return scnapi::read_elem_ids(h, list, rec, out);
     });
     if (dict_put(dict.get(), "ids", ids) < 0) return nullptr;
     return dict.release();
@@ -178,17 +160,11 @@ PyObject *oxm_elemVarValues(PyObject *self, PyObject *args) {
     if (add_fields(dict.get(), {Field::text("varName", header.name),
                                 Field::text("varDesc", header.desc)}) < 0)
         return nullptr;
-    // The third index is both the variable record and the record's slot.
-    // The library bounds its read by the kind of the variable the list's
-    // slot names, which a file may make another one than `var`: a slot
-    // whose values would not fit the array is refused.
-    long long room = components(header.kind);
-    auto read = [&](float *buf) {
-        int slot_var = 0;
-        if (scn_read_elem_list_var_info(h, list, var, &slot_var, nullptr, nullptr) != 0 ||
-            var_components(h, slot_var) > room)
-            return 1;
-        return scn_read_elem_var_values(h, list, rec, var, buf);
+    // The third index is both the variable record and the record's slot:
+    // the values are read into an array of element count x components of
+    // the variable named, and refused by the reader unless they fill it.
+    auto read = [&](const scnapi::ArrayOut &out) {
+        return scnapi::read_elem_var_values(h, list, rec, var, out);
     };
     if (add_var_values(dict.get(), count, header.kind, "Can't read part source steps", read) < 0)
         return nullptr;
@@ -210,9 +186,10 @@ PyObject *oxm_nodeInfo(PyObject *self, PyObject *args) {
                           Field::nonzero("hasNodeIds", has_ids), Field::integer("numNodalVars", vars),
                           Field::integer("nodeNormalIndex", normals)}));
     if (!dict) return nullptr;
-    PyObject *coords = library_array<float>({count, dim}, nullptr, [&](float *buf) {
-        return scn_read_nodes_coords(h, index, buf);
-    });
+    PyObject *coords = library_array(NPY_FLOAT, {count, dim}, nullptr,
+                                     [&](const scnapi::ArrayOut &out) {
+                                         return scnapi::read_nodes_coords(h, index, out);
+                                     });
     if (dict_put(dict.get(), "coords", coords) < 0) return nullptr;
     return dict.release();
 }
@@ -244,17 +221,11 @@ PyObject *oxm_nodeVarValues(PyObject *self, PyObject *args) {
     if (add_fields(dict.get(), {Field::text("varName", header.name),
                                 Field::text("varDesc", header.desc)}) < 0)
         return nullptr;
-    // The second index is both the variable record and the node set's slot.
-    // The library bounds its read by the slot's own value count and
-    // variable, which a file may make larger than the node count and the
-    // kind of `var`: a slot whose values would not fit the array is refused.
-    long long room = static_cast<long long>(count) * components(header.kind);
-    auto read = [&](float *buf) {
-        int slot_var = 0, slot_values = 0;
-        if (scn_read_nodes_var_info(h, index, var, &slot_var, &slot_values, nullptr, nullptr) != 0 ||
-            static_cast<long long>(slot_values) * var_components(h, slot_var) > room)
-            return 1;
-        return scn_read_nodes_var_values(h, index, var, buf);
+    // The second index is both the variable record and the node set's slot:
+    // the values are read into an array of node count x components of the
+    // variable named, and refused by the reader unless they fill it.
+    auto read = [&](const scnapi::ArrayOut &out) {
+        return scnapi::read_nodes_var_values(h, index, var, out);
     };
     if (add_var_values(dict.get(), count, header.kind, "Can't read node var values steps", read) < 0)
         return nullptr;

@@ -1,17 +1,19 @@
 // Reader methods for scenes, part sources, parts, reps and viewports.
 #include "convert.h"
 #include "methods.h"
+#include "scnapi/bulk_readers.h"
 
 namespace {
 
-// The index list of a rep or viewport: `count` ints that `read` fills. A
+// The index list of a rep or viewport: `count` ints that `read` fills,
+// allocated by the reader once the stored list is found to fill them. A
 // count that cannot be allocated (negative ones included) is reported as
 // an allocation failure, a failed read under the steps message: the
 // messages scripts already match on.
 template <class Read>
 PyObject *index_array(int count, Read &&read) {
     PyRef array;
-    switch (fill_array<int>(array, {count}, read)) {
+    switch (fill_array(array, NPY_INT, {count}, read)) {
         case Fill::Ok:
             return array.release();
         case Fill::NoMemory:
@@ -56,18 +58,18 @@ PyObject *oxm_partSrcSteps(PyObject *self, PyObject *args) {
         return oxm_library_error("Can't read part source info");
     // A source without steps has no step arrays in the file: it reads as
     // two empty arrays rather than as an error.
-    long long n = steps < 1 ? 0 : steps;
-    Fill outcome;
-    PyRef indexes(new_zeroed_array(NPY_INT, {n}, &outcome));
-    if (!indexes) return nullptr;
-    PyRef values(new_zeroed_array(NPY_FLOAT, {n}, &outcome));
-    if (!values) return nullptr;
-    if (n > 0 && scn_read_psrc_steps(h, index, array_data<int>(indexes.get()),
-                                     array_data<float>(values.get())) != 0)
-        return oxm_library_error("Can't read part source steps");
+    // Both arrays are allocated by the reader once it has found the stored
+    // steps to fill them.
+    LazyArray indexes(NPY_INT, {steps < 1 ? 0 : steps});
+    LazyArray values(NPY_FLOAT, {steps < 1 ? 0 : steps});
+    if (steps >= 1) {
+        int status = scnapi::read_psrc_steps(h, index, indexes.out(), values.out());
+        if (indexes.no_memory() || values.no_memory()) return nullptr;
+        if (status != 0) return oxm_library_error("Can't read part source steps");
+    }
     PyRef dict(PyDict_New());
-    if (!dict || dict_put(dict.get(), "indexes", indexes.release()) < 0 ||
-        dict_put(dict.get(), "stepvals", values.release()) < 0)
+    if (!dict || dict_put(dict.get(), "indexes", indexes.take()) < 0 ||
+        dict_put(dict.get(), "stepvals", values.take()) < 0)
         return nullptr;
     return dict.release();
 }
@@ -121,8 +123,8 @@ PyObject *oxm_repGeoms(PyObject *self, PyObject *args) {
     int geoms = 0;
     if (scn_read_rep_info(h, index, &geoms, nullptr, nullptr) != 0)
         return oxm_library_error("Can't read rep info");
-    return single_entry("indexes", index_array(geoms, [&](int *buf) {
-                            return scn_read_rep_geoms(h, index, buf);
+    return single_entry("indexes", index_array(geoms, [&](const scnapi::ArrayOut &out) {
+                            return scnapi::read_rep_geoms(h, index, out);
                         }));
 }
 
@@ -144,9 +146,11 @@ PyObject *oxm_vportIndices(PyObject *self, PyObject *args) {
     if (scn_read_vport_info(h, index, &parts) != 0)
         return oxm_library_error("Can't read rep info");
     // A viewport without parts stores no index list: an empty array.
-    if (parts < 1) return single_entry("partIndexes", index_array(0, [](int *) { return 0; }));
-    return single_entry("partIndexes", index_array(parts, [&](int *buf) {
-                            return scn_read_vport_indices(h, index, buf);
+    if (parts < 1)
+        return single_entry("partIndexes",
+                            index_array(0, [](const scnapi::ArrayOut &) { return 0; }));
+    return single_entry("partIndexes", index_array(parts, [&](const scnapi::ArrayOut &out) {
+                            return scnapi::read_vport_indices(h, index, out);
                         }));
 }
 

@@ -1,6 +1,7 @@
 // varInfo: a variable record with its extents and colour palette.
 #include "convert.h"
 #include "methods.h"
+#include "scnapi/bulk_readers.h"
 
 namespace {
 
@@ -66,24 +67,27 @@ int add_palette(PyObject *dict, scnapi_handle *h, int var) {
                           Field::integer(keys[3].count, counts[3])}) < 0)
         return -1;
     // Control points and colours of each channel, sized from the counts
-    // just read (the same attributes the library sizes its reads by). A
-    // negative count is a malformed palette: its arrays are left out like
-    // those of a failed read.
-    PyRef arrays[8];
-    for (int i = 0; i < 8; ++i) {
-        Fill outcome;
-        arrays[i].reset(new_zeroed_array(NPY_FLOAT, {counts[i / 2]}, &outcome));
-        if (outcome == Fill::BadCount) return 0;
-        if (!arrays[i]) return -1;
-    }
-    float *bufs[8];
-    for (int i = 0; i < 8; ++i) bufs[i] = array_data<float>(arrays[i].get());
-    if (scn_read_var_palette_colors(h, var, bufs[0], bufs[1], bufs[2], bufs[3], bufs[4], bufs[5],
-                                    bufs[6], bufs[7]) != 0)
-        return 0;
-    for (int i = 0; i < 8; ++i) {
+    // just read (the same attributes the library sizes its reads by) and
+    // allocated by the reader once it has found them stored. A negative
+    // count is a malformed palette: its arrays are left out like those of a
+    // failed read.
+    constexpr int n = scnapi::kPaletteArrays;
+    LazyArray arrays[n] = {{NPY_FLOAT, {counts[0]}}, {NPY_FLOAT, {counts[0]}},
+                           {NPY_FLOAT, {counts[1]}}, {NPY_FLOAT, {counts[1]}},
+                           {NPY_FLOAT, {counts[2]}}, {NPY_FLOAT, {counts[2]}},
+                           {NPY_FLOAT, {counts[3]}}, {NPY_FLOAT, {counts[3]}}};
+    for (const LazyArray &a : arrays)
+        if (a.bad_count()) return 0;
+    const scnapi::ArrayOut outs[n] = {arrays[0].out(), arrays[1].out(), arrays[2].out(),
+                                      arrays[3].out(), arrays[4].out(), arrays[5].out(),
+                                      arrays[6].out(), arrays[7].out()};
+    int status = scnapi::read_var_palette_colors(h, var, outs);
+    for (const LazyArray &a : arrays)
+        if (a.no_memory()) return -1;
+    if (status != 0) return 0;
+    for (int i = 0; i < n; ++i) {
         const char *key = i % 2 == 0 ? keys[i / 2].control : keys[i / 2].colors;
-        if (PyDict_SetItemString(dict, key, arrays[i].get()) < 0) return -1;
+        if (dict_put(dict, key, arrays[i].take()) < 0) return -1;
     }
     return 0;
 }

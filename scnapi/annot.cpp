@@ -8,6 +8,7 @@
 #include "collection.h"
 #include "counted_io.h"
 #include "groups.h"
+#include "images.h"
 #include "scnapi/scnapi.h"
 #include "state.h"
 #include "storage.h"
@@ -34,19 +35,6 @@ int read_item(const scnapi_handle *h, const char *entry, const char *path_format
               const char *word, int index, ReadItems &&read_items) {
     std::string close = closing_message(entry, word);
     return read_record(h, format_path(path_format, index), entry, close.c_str(), read_items);
-}
-
-// Bytes per pixel of an image format; 0 for a format the library does not
-// know, whose pixels are then not stored.
-long long bytes_per_pixel(int format) {
-    switch (format) {
-        case OXR_IMG_FMT_A:
-        case OXR_IMG_FMT_L: return 1;
-        case OXR_IMG_FMT_LA: return 2;
-        case OXR_IMG_FMT_RGB: return 3;
-        case OXR_IMG_FMT_RGBA: return 4;
-        default: return 0;
-    }
 }
 
 // The note text as an attribute of exactly `len` bytes; a missing text is
@@ -92,6 +80,21 @@ int read_query_text(hid_t record, const char *name, char *out) {
 }
 
 }  // namespace
+
+namespace scnapi {
+
+long long bytes_per_pixel(int format) {
+    switch (format) {
+        case OXR_IMG_FMT_A:
+        case OXR_IMG_FMT_L: return 1;
+        case OXR_IMG_FMT_LA: return 2;
+        case OXR_IMG_FMT_RGB: return 3;
+        case OXR_IMG_FMT_RGBA: return 4;
+        default: return 0;
+    }
+}
+
+}  // namespace scnapi
 
 extern "C" {
 
@@ -188,9 +191,8 @@ int scn_read_annot_info(scnapi_handle *h, int index, int *annotType, int *numQue
 int scn_read_annot_indices(scnapi_handle *h, int index, int *queryIndices) {
     return read_item(h, "scn_read_annot_indices", "/top/Annots/annot_%d", "annot", index,
                      [&](hid_t record) {
-                         if (!queryIndices) return 0;
-                         return read_counted_int(record, {"nQueries"}, "queryIndices",
-                                                 queryIndices) < 0 ? 1 : 0;
+                         return read_counted(record, {"nQueries"}, "queryIndices", Elem::Int,
+                                             queryIndices) < 0 ? 1 : 0;
                      });
 }
 
@@ -211,21 +213,20 @@ int scn_read_image_pixels(scnapi_handle *h, int index, char *pixels) {
                      [&](hid_t record) {
                          if (!pixels) return 0;
                          int format = 0;
-                         hsize_t n = 0;
+                         long long n = 0;
                          if (read_att_int(record, "pixelFormat", &format, 0) < 0 ||
-                             !announced_length(record, "pixels", {"width", "height"},
+                             !announced_length(record, {"width", "height"},
                                                bytes_per_pixel(format), &n))
                              return 1;
-                         return read_dataset_str(record, "pixels", pixels, n, 0) < 0 ? 1 : 0;
+                         return read_array(record, "pixels", Elem::Char, n, true, pixels) < 0 ? 1 : 0;
                      });
 }
 
 int scn_read_image_depth(scnapi_handle *h, int index, float *depth) {
     return read_item(h, "scn_read_image_depth", "/top/Images/image_%d", "image", index,
                      [&](hid_t record) {
-                         if (!depth) return 0;
-                         return read_counted_flt(record, {"width", "height"}, "depth", depth) < 0
-                                    ? 1 : 0;
+                         return read_counted(record, {"width", "height"}, "depth", Elem::Float,
+                                             depth) < 0 ? 1 : 0;
                      });
 }
 

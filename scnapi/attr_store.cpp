@@ -93,14 +93,17 @@ long long governing_value(const scnapi_handle *h, int governor) {
     return 0;
 }
 
-// Whether attribute `i`'s n values of `type` lie inside their array;
-// reports the attribute when they don't.
-bool values_in_bounds(const scnapi_handle *h, const char *entry, int i, int type, int n) {
-    long long ptr = h->attrPtrs[i];
-    if (ptr >= 0 && ptr + n <= values_length(h, type)) return true;
-    std::printf("%s: values of attribute %d (tag 0x%04x) lie outside %s\n", entry, i,
-                h->attrTags[i], values_name(type));
-    return false;
+// Copies `count` values from offset `ptr` of an array of which `loaded`
+// values were loaded. An attribute added before its governing count has
+// fewer values of its own in the file than a reader counts (or none): the
+// positions past the loaded values are given as zeros, so that nothing is
+// ever read beyond them. (For chars the NUL stored after the text counts as
+// loaded; it is a zero as well.)
+template <class T>
+void copy_served(T *dest, const T *values, long long loaded, long long ptr, int count) {
+    const long long have = std::min<long long>(std::max(loaded - ptr, 0LL), count);
+    if (have > 0) std::memcpy(dest, values + ptr, static_cast<size_t>(have) * sizeof(T));
+    std::memset(dest + have, 0, static_cast<size_t>(count - have) * sizeof(T));
 }
 
 // ---- writing ---------------------------------------------------------------
@@ -167,17 +170,22 @@ enum class Load { kOk, kFailed, kRefused, kNoMemory };
 
 const char *const kLoader = "scn_read_num_attributes";
 
-// Whether dataset `name` exists and holds exactly n elements.
-bool has_length(hid_t group, const char *name, int n) {
-    hsize_t stored = 0;
-    if (dataset_length(group, name, &stored) < 0) {
+// Opens dataset `name` for a read of exactly n stored elements: a length
+// the file does not back with data never sizes a buffer. An empty
+// StoredArray after reporting why not.
+StoredArray open_length(hid_t group, const char *name, int n) {
+    StoredArray stored(group, name);
+    if (!stored) {
         std::printf("Error opening dataset: %s\n", name);
-        return false;
+    } else if (stored.elements() != static_cast<hsize_t>(n)) {
+        std::printf("%s: %s holds %llu values, not %d\n", kLoader, name,
+                    static_cast<unsigned long long>(stored.elements()), n);
+    } else if (n > 0 && !stored.written()) {
+        std::printf("%s: %s was never written\n", kLoader, name);
+    } else {
+        return stored;
     }
-    if (stored == static_cast<hsize_t>(n)) return true;
-    std::printf("%s: %s holds %llu values, not %d\n", kLoader, name,
-                static_cast<unsigned long long>(stored), n);
-    return false;
+    return StoredArray();
 }
 
 // Reads a length attribute ("ivalsLen", ...), which must lie within the
@@ -206,12 +214,35 @@ bool fit_for_read(T *&buf, int &capacity, int needed) {
     return true;
 }
 
+// Loads value array `name` of `len` elements (`type`) into its buffer,
+// which grows to `room` elements only after the stored dataset is found to
+// hold the length: a failed check is reported as the failed read it stands
+// for ("error reading ibuf"). `finish` completes the buffer after the read
+// (the text's NUL).
+template <class T, class Finish>
+Load load_values(hid_t group, const char *name, const char *buffer, hid_t type, int len,
+                 int room, T *&buf, int &capacity, Finish &&finish) {
+    if (StoredArray stored = open_length(group, name, len)) {
+        if (!fit_for_read(buf, capacity, room)) {
+            std::printf("%s: error allocing %s\n", kLoader, buffer);
+            return Load::kNoMemory;
+        }
+        if (stored.read(type, buf, static_cast<hsize_t>(len)) >= 0) {
+            finish(buf);
+            return Load::kOk;
+        }
+    }
+    std::printf("%s: error reading %s\n", kLoader, buffer);
+    return Load::kFailed;
+}
+
 bool read_ints(hid_t group, const char *name, int *buf, int n) {
-    return has_length(group, name, n) && read_dataset_int(group, name, buf, n) == 0;
+    StoredArray stored = open_length(group, name, n);
+    return stored && stored.read(H5T_NATIVE_INT, buf, static_cast<hsize_t>(n)) >= 0;
 }
 
 // Loads the attributes of the open record group into the (empty) store.
-Load load_record(scnapi_handle *h, hid_t group, int kind) {
+Load load_record(scnapi_handle *h, hid_t group) {
     int count = 0;
     if (read_att_int(group, "numAttrs", &count, 0) < 0) {
         std::printf("%s: error reading numAttrs\n", kLoader);
@@ -233,52 +264,32 @@ Load load_record(scnapi_handle *h, hid_t group, int kind) {
     ok = read_length(group, "cvalsLen", &clen) && ok;
     ok = read_ints(group, "attrTags", h->attrTags, count) && ok;
     ok = read_ints(group, "attrPtrs", h->attrPtrs, count) && ok;
-    // Buffers grow only for value arrays that hold what the lengths claim.
-    if (!ok || (ilen > 0 && !has_length(group, "ivals", ilen)) ||
-        (flen > 0 && !has_length(group, "fvals", flen)) ||
-        (clen > 0 && !has_length(group, "cvals", clen)))
-        return Load::kFailed;
-
-    if (!fit_for_read(h->ibuf, h->ibufSize, ilen)) {
-        std::printf("%s: error allocing ibuf\n", kLoader);
-        return Load::kNoMemory;
-    }
-    if (!fit_for_read(h->fbuf, h->fbufSize, flen)) {
-        std::printf("%s: error allocing fbuf\n", kLoader);
-        return Load::kNoMemory;
-    }
-    // The char buffer keeps room for the NUL stored after the text.
-    if (!fit_for_read(h->cbuf, h->cbufSize, clen + 1)) {
-        std::printf("%s: error allocing cbuf\n", kLoader);
-        return Load::kNoMemory;
-    }
+    if (!ok) return Load::kFailed;
     h->numAttrs = count;
     h->ivalsLen = ilen;
     h->fvalsLen = flen;
     h->cvalsLen = clen;
-    if (ilen > 0 && read_dataset_int(group, "ivals", h->ibuf, ilen) < 0) {
-        std::printf("%s: error reading ibuf\n", kLoader);
-        ok = false;
-    }
-    if (flen > 0 && read_dataset_flt(group, "fvals", h->fbuf, flen) < 0) {
-        std::printf("%s: error reading fbuf\n", kLoader);
-        ok = false;
-    }
-    if (clen > 0 && read_dataset_str(group, "cvals", h->cbuf, clen + 1, 1) < 0) {
-        std::printf("%s: error reading cbuf\n", kLoader);
-        return Load::kFailed;
-    }
-    if (!ok) return Load::kFailed;
 
-    // Every known tag's values must lie inside their array, so that serving
-    // them never reads past it. Unknown tags are kept: they are refused one
-    // by one when served.
-    for (int i = 0; i < count; ++i) {
-        int type = 0, n = 0;
-        if (attr_classify(h, kind, h->attrTags[i], &type, &n) != 0) continue;
-        if (!values_in_bounds(h, kLoader, i, type, n)) return Load::kFailed;
+    // The char buffer keeps room for the NUL stored after the text; a failed
+    // "cvals" ends the load at once.
+    Load got = Load::kOk;
+    auto nothing = [](void *) {};
+    if (ilen > 0)
+        got = load_values(group, "ivals", "ibuf", H5T_NATIVE_INT, ilen, ilen, h->ibuf, h->ibufSize,
+                          nothing);
+    if (got != Load::kNoMemory && flen > 0) {
+        Load f = load_values(group, "fvals", "fbuf", H5T_NATIVE_FLOAT, flen, flen, h->fbuf,
+                             h->fbufSize, nothing);
+        got = f == Load::kOk ? got : f;
     }
-    return Load::kOk;
+    if (got != Load::kNoMemory && clen > 0) {
+        Load c = load_values(group, "cvals", "cbuf", H5T_NATIVE_SCHAR, clen, clen + 1, h->cbuf,
+                             h->cbufSize, [&](char *buf) { buf[clen] = '\0'; });
+        got = c == Load::kOk ? got : c;
+    }
+    // Offsets are not checked here: each attribute's values are bounded by
+    // the loaded arrays when it is served.
+    return got;
 }
 
 // Whether the store holds (kind, index); reports the mismatch otherwise.
@@ -430,7 +441,7 @@ int scn_read_num_attributes(scnapi_handle *h, int kind, int index) {
         std::printf("%s: loading attrs failed\n", kLoader);
         return -1;
     }
-    Load load = load_record(h, group.get(), kind);
+    Load load = load_record(h, group.get());
     if (load == Load::kOk) {
         h->attrKind = kind;
         h->attrIndex = index;
@@ -468,16 +479,27 @@ int scn_read_attr(scnapi_handle *h, int kind, int index, int ordinal, void *valu
         std::printf("%s: no attribute %d in the %s record\n", entry, ordinal, word_of(kind));
         return 1;
     }
+    // The tag is classified against the whole loaded list, so a dependent
+    // count comes from its governing tag wherever that stands.
     int type = 0, count = 0;
     if (attr_classify(h, kind, h->attrTags[ordinal], &type, &count) != 0) return 1;
-    if (!values_in_bounds(h, entry, ordinal, type, count)) return 1;
+    const long long ptr = h->attrPtrs[ordinal];
+    if (ptr < 0) {
+        std::printf("%s: values of attribute %d (tag 0x%04x) lie outside %s\n", entry, ordinal,
+                    h->attrTags[ordinal], values_name(type));
+        return 1;
+    }
     if (!values || count == 0) return 0;
-    size_t ptr = static_cast<size_t>(h->attrPtrs[ordinal]);
-    size_t n = static_cast<size_t>(count);
     switch (type) {
-        case kAttrInt: std::memcpy(values, h->ibuf + ptr, n * sizeof(int)); break;
-        case kAttrFloat: std::memcpy(values, h->fbuf + ptr, n * sizeof(float)); break;
-        default: std::memcpy(values, h->cbuf + ptr, n); break;
+        case kAttrInt:
+            copy_served(static_cast<int *>(values), h->ibuf, h->ivalsLen, ptr, count);
+            break;
+        case kAttrFloat:
+            copy_served(static_cast<float *>(values), h->fbuf, h->fvalsLen, ptr, count);
+            break;
+        default:
+            copy_served(static_cast<char *>(values), h->cbuf, h->cvalsLen, ptr, count);
+            break;
     }
     return 0;
 }

@@ -22,6 +22,16 @@ bool writable(const char *name, long long n, const void *data) {
     return true;
 }
 
+// The memory type of an element kind.
+hid_t element_type(Elem type) {
+    switch (type) {
+        case Elem::Int: return H5T_NATIVE_INT;
+        case Elem::Float: return H5T_NATIVE_FLOAT;
+        case Elem::Char: break;
+    }
+    return H5T_NATIVE_SCHAR;
+}
+
 }  // namespace
 
 long long array_length(long long count, long long width) {
@@ -30,34 +40,47 @@ long long array_length(long long count, long long width) {
     return product > INT_MAX ? -1 : product;
 }
 
-bool announced_length(hid_t record, const char *dataset, std::initializer_list<const char *> counts,
-                      long long width, hsize_t *n) {
+bool announced_length(hid_t record, std::initializer_list<const char *> counts, long long width,
+                      long long *n) {
     long long length = width;
     for (const char *count : counts) {
         int value = 0;
         if (read_att_int(record, count, &value, 0) < 0) return false;
         length = array_length(length, value);
     }
-    if (length < 0) {
-        std::printf("Error reading dataset: %s\n", dataset);
-        return false;
-    }
-    *n = static_cast<hsize_t>(length);
+    *n = length;
     return true;
 }
 
-int read_counted_int(hid_t record, std::initializer_list<const char *> counts, const char *name,
-                     int *buf) {
-    hsize_t n = 0;
-    if (!announced_length(record, name, counts, 1, &n)) return -1;
-    return read_dataset_int(record, name, buf, n);
+int read_array(hid_t record, const char *name, Elem type, long long announced, bool exact,
+               const ArrayOut &out) {
+    if (!out.wanted()) return 0;
+    const long long capacity = out.capacity(announced);
+    StoredArray stored(record, name);
+    if (capacity >= 0 && !stored) {
+        std::printf("Error opening dataset: %s\n", name);
+        return -1;
+    }
+    const auto room = static_cast<hsize_t>(capacity);
+    // An array allocated for the read is backed by stored data of exactly
+    // its size: a dataset that was never written backs none.
+    if (capacity < 0 || stored.elements() > room ||
+        (exact && stored.elements() != static_cast<hsize_t>(announced)) ||
+        (out.allocates() && (stored.elements() != room || (room > 0 && !stored.written())))) {
+        std::printf("Error reading dataset: %s\n", name);
+        return -1;
+    }
+    void *buf = out.buffer();
+    if (!buf) return -1;
+    return stored.read(element_type(type), buf, room) < 0 ? -1 : 0;
 }
 
-int read_counted_flt(hid_t record, std::initializer_list<const char *> counts, const char *name,
-                     float *buf) {
-    hsize_t n = 0;
-    if (!announced_length(record, name, counts, 1, &n)) return -1;
-    return read_dataset_flt(record, name, buf, n);
+int read_counted(hid_t record, std::initializer_list<const char *> counts, const char *name,
+                 Elem type, const ArrayOut &out) {
+    if (!out.wanted()) return 0;
+    long long n = 0;
+    if (!announced_length(record, counts, 1, &n)) return -1;
+    return read_array(record, name, type, n, true, out);
 }
 
 int write_counted_int(const scnapi_handle *h, hid_t record, const char *name, long long n,

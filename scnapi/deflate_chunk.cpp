@@ -59,23 +59,22 @@ struct OwnChunk {
     unsigned level = 0;
 };
 
-// True when `dset` holds its n elements of `type` (no conversion) in one
-// chunk of n elements filtered by [shuffle(element size), deflate] or
-// [deflate]; fills `own`.
-bool own_storage(hid_t dset, hid_t type, hsize_t n, OwnChunk *own) {
+// True when `dset` (creation properties `dcpl`) holds its n elements of
+// `type` (no conversion) in one chunk of n elements filtered by
+// [shuffle(element size), deflate] or [deflate]; fills `own`.
+bool own_storage(hid_t dset, hid_t dcpl, hid_t type, hsize_t n, OwnChunk *own) {
+    if (dcpl < 0 || H5Pget_layout(dcpl) != H5D_CHUNKED) return false;
+    hsize_t chunk = 0;
+    if (H5Pget_chunk(dcpl, 1, &chunk) != 1 || chunk != n) return false;
     H5Id stored_type(H5Dget_type(dset), H5Tclose);
     if (!stored_type || H5Tequal(stored_type.get(), type) <= 0) return false;
-    H5Id dcpl = plist_id(H5Dget_create_plist(dset));
-    if (!dcpl || H5Pget_layout(dcpl.get()) != H5D_CHUNKED) return false;
-    hsize_t chunk = 0;
-    if (H5Pget_chunk(dcpl.get(), 1, &chunk) != 1 || chunk != n) return false;
-    const int nfilters = H5Pget_nfilters(dcpl.get());
+    const int nfilters = H5Pget_nfilters(dcpl);
     if (nfilters < 1 || nfilters > 2) return false;
     own->elem_size = H5Tget_size(type);
     for (int i = 0; i < nfilters; ++i) {
         unsigned flags = 0, config = 0, value = 0;
         std::size_t nvalues = 1;
-        H5Z_filter_t id = H5Pget_filter2(dcpl.get(), static_cast<unsigned>(i), &flags, &nvalues,
+        H5Z_filter_t id = H5Pget_filter2(dcpl, static_cast<unsigned>(i), &flags, &nvalues,
                                          &value, 0, nullptr, &config);
         if (nvalues != 1) return false;
         if (i == nfilters - 1 && id == H5Z_FILTER_DEFLATE) {
@@ -94,9 +93,9 @@ enum class Direct { kDone, kFailed, kNotApplicable };
 // The chunk's address and size from the chunk index, checked against the
 // file before anything is allocated for it: a damaged index cannot make the
 // reader allocate more than the file holds.
-Direct read_direct(hid_t dset, hid_t type, void *buf, hsize_t n) {
+Direct read_direct(hid_t dset, hid_t dcpl, hid_t type, void *buf, hsize_t n) {
     OwnChunk own;
-    if (!own_storage(dset, type, n, &own)) return Direct::kNotApplicable;
+    if (!own_storage(dset, dcpl, type, n, &own)) return Direct::kNotApplicable;
     const hsize_t origin[1] = {0};
     unsigned mask = 0;
     haddr_t addr = HADDR_UNDEF;
@@ -140,9 +139,9 @@ Direct read_direct(hid_t dset, hid_t type, void *buf, hsize_t n) {
 // Only the datasets create_dataset_filter makes (Deflate level 9) are
 // written directly; the chunk is what HDF5's filters would have stored, with
 // every filter applied (mask 0). Without memory for the buffers, HDF5 writes.
-Direct write_direct(hid_t dset, hid_t type, const void *data, hsize_t n) {
+Direct write_direct(hid_t dset, hid_t dcpl, hid_t type, const void *data, hsize_t n) {
     OwnChunk own;
-    if (!own_storage(dset, type, n, &own) || own.level != 9) return Direct::kNotApplicable;
+    if (!own_storage(dset, dcpl, type, n, &own) || own.level != 9) return Direct::kNotApplicable;
     const std::size_t bytes = n * own.elem_size;
     const void *input = data;
     Bytes shuffled;
@@ -171,14 +170,14 @@ herr_t status(Direct direct) { return direct == Direct::kDone ? 0 : -1; }
 
 }  // namespace
 
-herr_t read_whole_dataset(hid_t dset, hid_t type, void *buf, hsize_t n) {
-    Direct direct = read_direct(dset, type, buf, n);
+herr_t read_whole_dataset(hid_t dset, hid_t dcpl, hid_t type, void *buf, hsize_t n) {
+    Direct direct = read_direct(dset, dcpl, type, buf, n);
     if (direct != Direct::kNotApplicable) return status(direct);
     return H5Dread(dset, type, H5S_ALL, H5S_ALL, H5P_DEFAULT, buf);
 }
 
-herr_t write_whole_dataset(hid_t dset, hid_t type, const void *data, hsize_t n) {
-    Direct direct = write_direct(dset, type, data, n);
+herr_t write_whole_dataset(hid_t dset, hid_t dcpl, hid_t type, const void *data, hsize_t n) {
+    Direct direct = write_direct(dset, dcpl, type, data, n);
     if (direct != Direct::kNotApplicable) return status(direct);
     return H5Dwrite(dset, type, H5S_ALL, H5S_ALL, H5P_DEFAULT, data);
 }

@@ -19,12 +19,14 @@
 namespace scnapi {
 
 // Reads all `n` elements of one-dimensional dataset `dset` as `type` into
-// `buf`. A compressed chunk that is damaged, or inflates to anything but
-// n elements, fails (-1) without writing outside `buf`. 0 or -1.
-herr_t read_whole_dataset(hid_t dset, hid_t type, void *buf, hsize_t n);
+// `buf`. `dcpl` is the dataset's creation property list, or negative for
+// contiguous data (which always goes through H5Dread). A compressed chunk
+// that is damaged, or inflates to anything but n elements, fails (-1)
+// without writing outside `buf`. 0 or -1.
+herr_t read_whole_dataset(hid_t dset, hid_t dcpl, hid_t type, void *buf, hsize_t n);
 
 // Writes all `n` elements of one-dimensional dataset `dset` from `data`,
-// held as `type`. 0 or -1.
-herr_t write_whole_dataset(hid_t dset, hid_t type, const void *data, hsize_t n);
+// held as `type`; `dcpl` as for the read. 0 or -1.
+herr_t write_whole_dataset(hid_t dset, hid_t dcpl, hid_t type, const void *data, hsize_t n);
 
 }  // namespace scnapi

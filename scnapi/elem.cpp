@@ -3,8 +3,10 @@
 // for those slots.
 #include <cstdio>
 
+#include "bulk_readers.h"
 #include "collection.h"
 #include "counted_io.h"
+#include "dataset_guard.h"
 #include "geometry.h"
 #include "scnapi/scnapi.h"
 #include "storage.h"
@@ -53,25 +55,31 @@ private:
 
 std::string list_path(int list) { return format_path("/top/ElemLists/elemlist_%d", list); }
 
-// Component count of the variable in slot `slot` of the list.
-bool slot_components(const scnapi_handle *h, const ElemLayout &layout, int slot,
-                     const char *entry, int *components) {
-    H5Id info = open_record(h, layout.slot(slot), entry);
+// Floats the public value reader accepts: elemCount times the components
+// the caller sized its array with. When the list has a slot group naming
+// the variable, that is the variable's kind. The reader does not need the
+// slot (values written without one read back), and without it cannot know
+// the kind: it then accepts values that are elemCount values of one of the
+// component counts a kind can have, 1, 2, 3 or 6, and no other length; a
+// caller that cannot tell the kind sizes for 6. Read without messages, as
+// checks of the size: -1 when elemCount cannot be read. Callers that know
+// their array's size pass it to read_elem_var_values.
+long long elem_values_length(const scnapi_handle *h, const ElemLayout &layout, int rec, int slot,
+                             hid_t var) {
+    H5Id record = open_group(h->fileId, layout.record(rec));
+    int count = 0;
+    if (!record || read_att_int(record.get(), "elemCount", &count, 1) < 0) return -1;
+    H5Id info = open_group(h->fileId, layout.slot(slot));
     int var_index = 0;
-    if (!info || read_att_int(info.get(), "varIndex", &var_index, 0) < 0) return false;
-    info.reset();
-    *components = variable_component_count(h, var_index);
-    return true;
-}
-
-// Floats in the values of slot `slot` of element record `rec`: elemCount of
-// the record times the components of the slot's variable.
-bool values_length(const scnapi_handle *h, const ElemLayout &layout, int rec, int slot,
-                   const char *entry, hsize_t *n) {
-    H5Id record = open_record(h, layout.record(rec), entry);
-    int components = 0;
-    return record && slot_components(h, layout, slot, entry, &components) &&
-           announced_length(record.get(), "vals", {"elemCount"}, components, n);
+    if (info && read_att_int(info.get(), "varIndex", &var_index, 1) == 0)
+        return array_length(count, variable_component_count(h, var_index, true));
+    hsize_t stored = 0;
+    if (dataset_length(var, "vals", &stored) < 0) return count;  // reported by the read
+    for (int components : {1, 2, 3, 6}) {
+        long long n = array_length(count, components);
+        if (n >= 0 && stored <= static_cast<hsize_t>(n)) return n;
+    }
+    return array_length(count, 6);
 }
 
 }  // namespace
@@ -214,7 +222,12 @@ int scn_read_elem_info(scnapi_handle *h, int elemListIndex, int elemIndex, int *
     });
 }
 
-int scn_read_elem_connectivity(scnapi_handle *h, int elemListIndex, int elemIndex, int *conn) {
+}  // extern "C"
+
+namespace scnapi {
+
+int read_elem_connectivity(scnapi_handle *h, int elemListIndex, int elemIndex,
+                           const ArrayOut &conn) {
     const char *entry = "scn_read_elem_connectivity";
     ElemLayout layout;
     if (!layout.locate(h, entry, elemListIndex)) return 1;
@@ -222,12 +235,11 @@ int scn_read_elem_connectivity(scnapi_handle *h, int elemListIndex, int elemInde
                                     ? "scn_read_elem_connectivity: error closing elemlist group"
                                     : "scn_read_elem_connectivity: error closing elem group";
     return read_record(h, layout.record(elemIndex), entry, close_message, [&](hid_t rec) {
-        if (!conn) return 0;
-        return read_counted_int(rec, {"lenList"}, "conn", conn) < 0 ? 1 : 0;
+        return read_counted(rec, {"lenList"}, "conn", Elem::Int, conn) < 0 ? 1 : 0;
     });
 }
 
-int scn_read_elem_ids(scnapi_handle *h, int elemListIndex, int elemIndex, int *ids) {
+int read_elem_ids(scnapi_handle *h, int elemListIndex, int elemIndex, const ArrayOut &ids) {
     const char *entry = "scn_read_elem_ids";
     ElemLayout layout;
     if (!layout.locate(h, entry, elemListIndex)) return 1;
@@ -235,25 +247,38 @@ int scn_read_elem_ids(scnapi_handle *h, int elemListIndex, int elemIndex, int *i
                                     ? "scn_read_elem_ids: error closing elemlist group"
                                     : "scn_read_elem_ids: error closing elem group";
     return read_record(h, layout.record(elemIndex), entry, close_message, [&](hid_t rec) {
-        if (!ids) return 0;
-        return read_counted_int(rec, {"elemCount"}, "ids", ids) < 0 ? 1 : 0;
+        return read_counted(rec, {"elemCount"}, "ids", Elem::Int, ids) < 0 ? 1 : 0;
     });
 }
 
-int scn_read_elem_var_values(scnapi_handle *h, int elemListIndex, int elemIndex, int varSlot,
-                             float *vals) {
+int read_elem_var_values(scnapi_handle *h, int elemListIndex, int elemIndex, int varSlot,
+                         const ArrayOut &vals) {
     const char *entry = "scn_read_elem_var_values";
     ElemLayout layout;
     if (!layout.locate(h, entry, elemListIndex)) return 1;
     return read_record(h, layout.values(elemIndex, varSlot), entry,
                        "scn_read_elem_var_values: error closing var group", [&](hid_t var) {
-        if (!vals) return 0;
-        // The caller sized `vals` from the record's elemCount and the kind
-        // of the slot's variable; the stored values may not exceed that.
-        hsize_t n = 0;
-        if (!values_length(h, layout, elemIndex, varSlot, entry, &n)) return 1;
-        return read_dataset_flt(var, "vals", vals, n) < 0 ? 1 : 0;
+        if (!vals.wanted()) return 0;
+        long long n = vals.allocates() ? 0 : elem_values_length(h, layout, elemIndex, varSlot, var);
+        return read_array(var, "vals", Elem::Float, n, !vals.allocates(), vals) < 0 ? 1 : 0;
     });
+}
+
+}  // namespace scnapi
+
+extern "C" {
+
+int scn_read_elem_connectivity(scnapi_handle *h, int elemListIndex, int elemIndex, int *conn) {
+    return read_elem_connectivity(h, elemListIndex, elemIndex, conn);
+}
+
+int scn_read_elem_ids(scnapi_handle *h, int elemListIndex, int elemIndex, int *ids) {
+    return read_elem_ids(h, elemListIndex, elemIndex, ids);
+}
+
+int scn_read_elem_var_values(scnapi_handle *h, int elemListIndex, int elemIndex, int varSlot,
+                             float *vals) {
+    return read_elem_var_values(h, elemListIndex, elemIndex, varSlot, vals);
 }
 
 }  // extern "C"

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "bulk_readers.h"
 #include "collection.h"
 #include "counted_io.h"
 #include "geometry.h"
@@ -168,7 +169,45 @@ int read_legacy_geom_links(hid_t geom, int geom_index, int *whichNodes, int *whi
     return failed;
 }
 
+// Floats the caller of the public value reader sized its array for:
+// numValues times the components of the variable the group names. Read
+// without messages, as checks of the size: -1 when they cannot be read.
+long long node_values_length(const scnapi_handle *h, hid_t var) {
+    int var_index = 0, num_values = 0;
+    if (read_att_int(var, "varIndex", &var_index, 1) < 0 ||
+        read_att_int(var, "numValues", &num_values, 1) < 0)
+        return -1;
+    return array_length(num_values, variable_component_count(h, var_index, true));
+}
+
 }  // namespace
+
+namespace scnapi {
+
+int read_nodes_coords(scnapi_handle *h, int nodesIndex, const ArrayOut &coords) {
+    const char *entry = "scn_read_nodes_coords";
+    std::string path = node_set_path(h, entry, nodesIndex);
+    if (path.empty()) return 1;
+    return read_record(h, path, entry, "scn_read_nodes_coords: error closing nodes group",
+                       [&](hid_t nodes) {
+        return read_counted(nodes, {"numNodes", "nodeDimension"}, "coords", Elem::Float,
+                            coords) < 0 ? 1 : 0;
+    });
+}
+
+int read_nodes_var_values(scnapi_handle *h, int nodesIndex, int varSlot, const ArrayOut &vals) {
+    const char *entry = "scn_read_nodes_var_values";
+    std::string path = node_var_path(h, entry, nodesIndex, varSlot);
+    if (path.empty()) return 1;
+    return read_record(h, path, entry, "scn_read_nodes_var_values: error closing var group",
+                       [&](hid_t var) {
+        if (!vals.wanted()) return 0;
+        long long n = vals.allocates() ? 0 : node_values_length(h, var);
+        return read_array(var, "vals", Elem::Float, n, !vals.allocates(), vals) < 0 ? 1 : 0;
+    });
+}
+
+}  // namespace scnapi
 
 extern "C" {
 
@@ -322,15 +361,7 @@ int scn_read_nodes_info(scnapi_handle *h, int nodesIndex, int *numNodes, int *no
 }
 
 int scn_read_nodes_coords(scnapi_handle *h, int nodesIndex, float *coords) {
-    const char *entry = "scn_read_nodes_coords";
-    std::string path = node_set_path(h, entry, nodesIndex);
-    if (path.empty()) return 1;
-    return read_record(h, path, entry, "scn_read_nodes_coords: error closing nodes group",
-                       [&](hid_t nodes) {
-        if (!coords) return 0;
-        int status = read_counted_flt(nodes, {"numNodes", "nodeDimension"}, "coords", coords);
-        return status < 0 ? 1 : 0;
-    });
+    return read_nodes_coords(h, nodesIndex, coords);
 }
 
 int scn_read_nodes_ids(scnapi_handle *h, int nodesIndex, int *ids) {
@@ -339,8 +370,7 @@ int scn_read_nodes_ids(scnapi_handle *h, int nodesIndex, int *ids) {
     if (path.empty()) return 1;
     return read_record(h, path, entry, "scn_read_nodes_ids: error closing nodes group",
                        [&](hid_t nodes) {
-        if (!ids) return 0;
-        return read_counted_int(nodes, {"numNodes"}, "ids", ids) < 0 ? 1 : 0;
+        return read_counted(nodes, {"numNodes"}, "ids", Elem::Int, ids) < 0 ? 1 : 0;
     });
 }
 
@@ -361,21 +391,7 @@ int scn_read_nodes_var_info(scnapi_handle *h, int nodesIndex, int varSlot, int *
 }
 
 int scn_read_nodes_var_values(scnapi_handle *h, int nodesIndex, int varSlot, float *vals) {
-    const char *entry = "scn_read_nodes_var_values";
-    std::string path = node_var_path(h, entry, nodesIndex, varSlot);
-    if (path.empty()) return 1;
-    return read_record(h, path, entry, "scn_read_nodes_var_values: error closing var group",
-                       [&](hid_t var) {
-        if (!vals) return 0;
-        // The caller sized `vals` from numValues and the variable's kind.
-        int var_index = 0;
-        hsize_t n = 0;
-        if (read_att_int(var, "varIndex", &var_index, 0) < 0 ||
-            !announced_length(var, "vals", {"numValues"}, variable_component_count(h, var_index),
-                              &n))
-            return 1;
-        return read_dataset_flt(var, "vals", vals, n) < 0 ? 1 : 0;
-    });
+    return read_nodes_var_values(h, nodesIndex, varSlot, vals);
 }
 
 }  // extern "C"

@@ -16,8 +16,8 @@ int component_count(int kind);
 
 // Component count of variable record `var_index`, read from its "varKind";
 // 0 when the record or its kind cannot be read (with the variable reader's
-// messages).
-int variable_component_count(const scnapi_handle *h, int var_index);
+// messages, unless `quiet`).
+int variable_component_count(const scnapi_handle *h, int var_index, bool quiet = false);
 
 // True when the file read last uses the legacy layout (file version below
 // "2."); false while no file has been read.

@@ -2,9 +2,17 @@
 // lifecycle entries and the scripting module.
 #pragma once
 
+#include <hdf5.h>
+
 #include "scnapi/scnapi.h"
 
 namespace scnapi {
+
+// Opens a scene file for reading on an HDF5 file the caller has opened (an
+// in-memory file image, for instance): the same handle, versions and state
+// as scn_read_begin gives for a file of that name. The handle owns `file`
+// from then on; on failure (null) it has been closed.
+scnapi_handle *open_read_handle(hid_t file, const char *name);
 
 // Clears the attribute-store fields and allocates its buffers; 0 on
 // success, 2 when a buffer could not be allocated.

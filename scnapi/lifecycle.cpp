@@ -124,7 +124,48 @@ scnapi_handle *fail_read(scnapi_handle *h, const char *message) {
     return nullptr;
 }
 
+// Opening for reading, once the file is open: the handle takes `file` over,
+// reads the versions from "/top" into the process-wide state and readies
+// its attribute store. Null (the handle and file released) on failure.
+scnapi_handle *begin_reading(scnapi_handle *h, hid_t file, const char *name) {
+    h->fileId = file;
+    copy_name(h->fileName, name, std::strlen(name));
+
+    H5Id top = open_group(h->fileId, "/top");
+    if (!top) return fail_read(h, "scn_read_set_filenames: error opening group /top");
+    char api[kVersionLen] = {};
+    char version[kVersionLen] = {};
+    int api_from = read_version(top.get(), "scn_api_version", "api_version", api);
+    int file_from = read_version(top.get(), "scn_file_version", "rw_release", version);
+    if (file_from == 2) {
+        // Files from before "scn_file_version" are version 1.00, whatever
+        // their "rw_release" says.
+        std::memset(version, 0, sizeof version);
+        std::memcpy(version, "1.00", 4);
+    }
+    if (api_from == 0 || file_from == 0)
+        return fail_read(h, "scn_read_set_filenames: error getting version info");
+    std::memcpy(ScnApiVersion, api, kVersionLen);
+    std::memcpy(ScnFileVersion, version, kVersionLen);
+    if (api_from == 2 && file_from == 2) Previous_to_framework_version = true;
+
+    if (top.close() < 0) return fail_read(h, "scn_read_set_filenames: error closing top group");
+    if (attr_handle_init(h) != 0)
+        return fail_read(h, "scn_read_set_filenames: error initing attr stuff in handle");
+    return h;
+}
+
 }  // namespace
+
+scnapi_handle *open_read_handle(hid_t file, const char *name) {
+    scnapi_handle *h = new_handle(name);
+    if (!h) {
+        std::puts("scn_read_set_filenames: error allocating handle");
+        H5Fclose(file);
+        return nullptr;
+    }
+    return begin_reading(h, file, name);
+}
 
 int attr_handle_init(scnapi_handle *h) {
     h->attrKind = h->attrIndex = h->numAttrs = h->expectedAttrs = 0;
@@ -276,35 +317,12 @@ scnapi_handle *scn_read_begin(const char **fileNames) {
             return fail_read(h, "scn_read_set_filenames: error initing attr stuff in handle");
         return h;
     }
-    h->fileId = H5Fopen(name, H5F_ACC_RDONLY, H5P_DEFAULT);
-    if (h->fileId < 0) {
+    hid_t file = H5Fopen(name, H5F_ACC_RDONLY, H5P_DEFAULT);
+    if (file < 0) {
         std::printf("scn_read_set_filenames: error opening %s\n", name);
         return fail_read(h, nullptr);
     }
-    copy_name(h->fileName, name, std::strlen(name));
-
-    H5Id top = open_group(h->fileId, "/top");
-    if (!top) return fail_read(h, "scn_read_set_filenames: error opening group /top");
-    char api[kVersionLen] = {};
-    char file[kVersionLen] = {};
-    int api_from = read_version(top.get(), "scn_api_version", "api_version", api);
-    int file_from = read_version(top.get(), "scn_file_version", "rw_release", file);
-    if (file_from == 2) {
-        // Files from before "scn_file_version" are version 1.00, whatever
-        // their "rw_release" says.
-        std::memset(file, 0, sizeof file);
-        std::memcpy(file, "1.00", 4);
-    }
-    if (api_from == 0 || file_from == 0)
-        return fail_read(h, "scn_read_set_filenames: error getting version info");
-    std::memcpy(ScnApiVersion, api, kVersionLen);
-    std::memcpy(ScnFileVersion, file, kVersionLen);
-    if (api_from == 2 && file_from == 2) Previous_to_framework_version = true;
-
-    if (top.close() < 0) return fail_read(h, "scn_read_set_filenames: error closing top group");
-    if (attr_handle_init(h) != 0)
-        return fail_read(h, "scn_read_set_filenames: error initing attr stuff in handle");
-    return h;
+    return begin_reading(h, file, name);
 }
 
 int scn_read_framework_version(scnapi_handle *h, char *version) {

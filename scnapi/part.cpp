@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <string>
 
+#include "bulk_readers.h"
 #include "collection.h"
 #include "counted_io.h"
 #include "scnapi/scnapi.h"
@@ -39,6 +40,19 @@ int read_rep_index(scnapi_handle *h, int part, const char *entry, const char *at
 }
 
 }  // namespace
+
+namespace scnapi {
+
+// Shares the info entry's messages.
+int read_rep_geoms(scnapi_handle *h, int repIndex, const ArrayOut &geomIndices) {
+    return read_record(h, rep_path(repIndex), "scn_read_rep_info",
+                       "scn_read_rep_info: error closing rep group", [&](hid_t g) {
+                           return read_counted(g, {"numRepGeoms"}, "geomIndicies", Elem::Int,
+                                               geomIndices) < 0 ? 1 : 0;
+                       });
+}
+
+}  // namespace scnapi
 
 extern "C" {
 
@@ -128,16 +142,8 @@ int scn_read_rep_info(scnapi_handle *h, int repIndex, int *numRepGeoms, int *rep
                        });
 }
 
-// Shares the info entry's messages.
 int scn_read_rep_geoms(scnapi_handle *h, int repIndex, int *geomIndices) {
-    return read_record(h, rep_path(repIndex), "scn_read_rep_info",
-                       "scn_read_rep_info: error closing rep group", [&](hid_t g) {
-                           if (!geomIndices) return 0;
-                           return read_counted_int(g, {"numRepGeoms"}, "geomIndicies",
-                                                   geomIndices) < 0
-                                      ? 1
-                                      : 0;
-                       });
+    return read_rep_geoms(h, repIndex, geomIndices);
 }
 
 }  // extern "C"

@@ -112,8 +112,8 @@ int read_name(hid_t g, const char *name, char *out) {
     return out ? failed(read_att_str(g, name, out, SCNAPI_NAME_LEN, 0)) : 0;
 }
 
-int read_array(hid_t g, const char *count_name, const char *name, int *out) {
-    return out ? failed(read_counted_int(g, {count_name}, name, out)) : 0;
+int read_indices(hid_t g, const char *count_name, const char *name, int *out) {
+    return failed(read_counted(g, {count_name}, name, Elem::Int, out));
 }
 
 // A sub-collection counter of the scene: 0 with a failure when unreadable.
@@ -310,8 +310,8 @@ int scn_read_scene_part_frame(scnapi_handle *h, int sceneIndex, int partIndex,
     return read_scene_sub(h, "scn_read_scene_part_frame",
                           format_path("scene_%d/parts/part_%d", sceneIndex, partIndex),
                           "scene part", [&](hid_t g) {
-                              int status = read_array(g, "nFrames", "sourceIndices", sourceIndices);
-                              status |= read_array(g, "nFrames", "stepNums", stepNums);
+                              int status = read_indices(g, "nFrames", "sourceIndices", sourceIndices);
+                              status |= read_indices(g, "nFrames", "stepNums", stepNums);
                               return status;
                           });
 }
@@ -327,8 +327,8 @@ int scn_read_scene_annot_frame(scnapi_handle *h, int sceneIndex, int annotIndex,
     return read_scene_sub(h, "scn_read_scene_annot_frame",
                           format_path("scene_%d/annots/annot_%d", sceneIndex, annotIndex),
                           "scene annot", [&](hid_t g) {
-                              int status = read_array(g, "nFrames", "sourceIndices", sourceIndices);
-                              status |= read_array(g, "nFrames", "stepNums", stepNums);
+                              int status = read_indices(g, "nFrames", "sourceIndices", sourceIndices);
+                              status |= read_indices(g, "nFrames", "stepNums", stepNums);
                               return status;
                           });
 }
@@ -349,7 +349,7 @@ int scn_read_scene_vport_indices(scnapi_handle *h, int sceneIndex, int vportInde
     return read_scene_sub(h, "scn_read_scene_vport_info",
                           format_path("scene_%d/vports/vport_%d", sceneIndex, vportIndex),
                           "scene vport", [&](hid_t g) {
-                              return read_array(g, "nParts", "partIndices", partIndices);
+                              return read_indices(g, "nParts", "partIndices", partIndices);
                           });
 }
 
@@ -358,8 +358,8 @@ int scn_read_scene_vport_frame(scnapi_handle *h, int sceneIndex, int vportIndex,
     return read_scene_sub(h, "scn_read_scene_vport_frame",
                           format_path("scene_%d/vports/vport_%d", sceneIndex, vportIndex),
                           "scene vport", [&](hid_t g) {
-                              int status = read_array(g, "nFrames", "sourceIndices", sourceIndices);
-                              status |= read_array(g, "nFrames", "stepNums", stepNums);
+                              int status = read_indices(g, "nFrames", "sourceIndices", sourceIndices);
+                              status |= read_indices(g, "nFrames", "stepNums", stepNums);
                               return status;
                           });
 }
@@ -380,7 +380,7 @@ int scn_read_scene_aplane_indices(scnapi_handle *h, int sceneIndex, int aplaneRe
     return read_scene_sub(h, "scn_read_scene_aplane_info",
                           format_path("scene_%d/aplanes/aplane_%d", sceneIndex, aplaneRecIndex),
                           "scene aplane", [&](hid_t g) {
-                              return read_array(g, "nAnnots", "annotIndices", annotIndices);
+                              return read_indices(g, "nAnnots", "annotIndices", annotIndices);
                           });
 }
 
@@ -404,8 +404,8 @@ int scn_read_scene_view_vport(scnapi_handle *h, int sceneIndex, int viewIndex, i
         h, "scn_read_scene_view_vport",
         format_path("scene_%d/views/view_%d/vport_%d", sceneIndex, viewIndex, vportIndex),
         "view vport", [&](hid_t g) {
-            int status = read_array(g, "nFrames", "vsrcIndices", vsrcIndices);
-            status |= read_array(g, "nFrames", "stepNums", stepNums);
+            int status = read_indices(g, "nFrames", "vsrcIndices", vsrcIndices);
+            status |= read_indices(g, "nFrames", "stepNums", stepNums);
             return status;
         });
 }

@@ -33,9 +33,12 @@ SCNAPI_EXPORT int scn_read_num_attributes(scnapi_handle *h, int kind, int index)
 
 /* The loaded record's tags, in file order (numAttrs ints). */
 SCNAPI_EXPORT int scn_read_attribute_ids(scnapi_handle *h, int kind, int index, int *tags);
-/* The values of the attribute at position ordinal of that list, as
-   attr_classify sizes them: 0 when the tag is known (its values copied),
-   1 otherwise. */
+/* The values of the attribute at position ordinal of that list: 0 when the
+   tag is known (its values copied), 1 otherwise.  Copies the number of
+   values attr_classify gives for the tag, from the attribute's offset in
+   the loaded values of its type; positions past the loaded values (an
+   attribute added before its governing count has none of its own) are
+   given as zeros. */
 SCNAPI_EXPORT int scn_read_attr(scnapi_handle *h, int kind, int index, int ordinal,
                                 void *values);
 

@@ -3,6 +3,7 @@
 // only in their names, so one implementation serves all three.
 #include <string>
 
+#include "bulk_readers.h"
 #include "collection.h"
 #include "counted_io.h"
 #include "scnapi/scnapi.h"
@@ -63,22 +64,30 @@ int read_source_info(const SourceFamily &f, scnapi_handle *h, int index, int *nS
                        });
 }
 
-int read_source_steps(const SourceFamily &f, scnapi_handle *h, int index, int *indices,
-                      float *stepValues) {
+int read_source_steps(const SourceFamily &f, scnapi_handle *h, int index, const ArrayOut &indices,
+                      const ArrayOut &stepValues) {
     const std::string entry = entry_name("read", f, "_steps");
     return read_record(h, record_path(f, index), entry.c_str(),
                        closing_message(entry, f.word).c_str(), [&](hid_t g) {
                            int status = 0;
-                           if (indices && read_counted_int(g, {"nSteps"}, f.indices, indices) < 0)
+                           if (read_counted(g, {"nSteps"}, f.indices, Elem::Int, indices) < 0)
                                status = 1;
-                           if (stepValues &&
-                               read_counted_flt(g, {"nSteps"}, "stepValues", stepValues) < 0)
+                           if (read_counted(g, {"nSteps"}, "stepValues", Elem::Float, stepValues) < 0)
                                status = 1;
                            return status;
                        });
 }
 
 }  // namespace
+
+namespace scnapi {
+
+int read_psrc_steps(scnapi_handle *h, int index, const ArrayOut &partIndices,
+                    const ArrayOut &stepValues) {
+    return read_source_steps(kPartSources, h, index, partIndices, stepValues);
+}
+
+}  // namespace scnapi
 
 extern "C" {
 
@@ -110,7 +119,7 @@ int scn_read_vsrc_info(scnapi_handle *h, int index, int *nSteps, int *stepId) {
 }
 
 int scn_read_psrc_steps(scnapi_handle *h, int index, int *partIndices, float *stepValues) {
-    return read_source_steps(kPartSources, h, index, partIndices, stepValues);
+    return read_psrc_steps(h, index, partIndices, stepValues);
 }
 int scn_read_asrc_steps(scnapi_handle *h, int index, int *annotIndices, float *stepValues) {
     return read_source_steps(kAnnotSources, h, index, annotIndices, stepValues);

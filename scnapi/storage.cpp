@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "deflate_chunk.h"
+#include "dataset_guard.h"
 #include "h5id.h"
 #include "state.h"
 
@@ -77,7 +78,7 @@ int read_attribute(hid_t gid, const char *name, hid_t type, void *buf, hsize_t c
         return -1;
     }
     hssize_t stored = extent_of(attr.get(), H5Aget_space);
-    if (stored < 0 || static_cast<hsize_t>(stored) > capacity ||
+    if (stored < 0 || static_cast<hsize_t>(stored) > capacity || !attribute_sound(attr.get(), type) ||
         H5Aread(attr.get(), type, buf) < 0) {
         if (!quiet) std::printf("Error reading attribute: %s\n", name);
         return -1;
@@ -105,23 +106,29 @@ int write_dataset(const scnapi_handle *h, hid_t gid, const char *name, hid_t typ
                   const void *data) {
     H5Id dset = open_dataset_for(gid, name, n);
     H5Id space;
-    if (!dset) {
+    // The dataset's creation properties, for the chunk path: those of an
+    // existing dataset, or the ones it is created with (none for
+    // contiguous data). Char datasets (h == nullptr) are never chunked or
+    // compressed.
+    H5Id dcpl;
+    if (dset) {
+        dcpl = plist_id(H5Dget_create_plist(dset.get()));
+    } else {
         space = dataspace_id(H5Screate_simple(1, &n, nullptr));
         if (!space) {
             std::printf("Error creating dataspace for dataset: %s\n", name);
             return -1;
         }
-        // Char datasets (h == nullptr) are never chunked or compressed. The
-        // property list is released as soon as the dataset exists.
-        H5Id props = plist_id(h ? create_dataset_filter(h, n) : H5P_DEFAULT);
+        const hid_t props = h ? create_dataset_filter(h, n) : H5P_DEFAULT;
+        if (props != H5P_DEFAULT) dcpl = plist_id(props);
         dset = dataset_id(H5Dcreate1(gid, name, type, space.get(),
-                                     props.valid() ? props.get() : H5P_DEFAULT));
+                                     props < 0 ? H5P_DEFAULT : props));
         if (!dset) {
             std::printf("Error creating dataset: %s\n", name);
             return -1;
         }
     }
-    if (write_whole_dataset(dset.get(), type, data, n) < 0) {
+    if (write_whole_dataset(dset.get(), dcpl.valid() ? dcpl.get() : -1, type, data, n) < 0) {
         std::printf("Error writing dataset: %s\n", name);
         return -1;
     }
@@ -139,27 +146,12 @@ int write_dataset(const scnapi_handle *h, hid_t gid, const char *name, hid_t typ
 // Reads the whole dataset into a buffer of `capacity` elements. Returns the
 // number of elements read (0 for a never-written dataset) or -1.
 hssize_t read_dataset(hid_t gid, const char *name, hid_t type, void *buf, hsize_t capacity) {
-    H5Id dset = dataset_id(H5Dopen1(gid, name));
-    if (!dset) {
+    StoredArray stored(gid, name);
+    if (!stored) {
         std::printf("Error opening dataset: %s\n", name);
         return -1;
     }
-    hssize_t stored = extent_of(dset.get(), H5Dget_space);
-    if (stored < 0 || static_cast<hsize_t>(stored) > capacity) {
-        std::printf("Error reading dataset: %s\n", name);
-        return -1;
-    }
-    if (H5Dget_storage_size(dset.get()) == 0) {
-        stored = 0;  // created but never written: nothing to read
-    } else if (read_whole_dataset(dset.get(), type, buf, static_cast<hsize_t>(stored)) < 0) {
-        std::printf("Error reading dataset: %s\n", name);
-        return -1;
-    }
-    if (dset.close() < 0) {
-        std::printf("Error closing dataset: %s\n", name);
-        return -1;
-    }
-    return stored;
+    return stored.read(type, buf, capacity);
 }
 
 }  // namespace
@@ -232,6 +224,35 @@ int dataset_length(hid_t gid, const char *name, hsize_t *n) {
     if (stored < 0) return -1;
     *n = static_cast<hsize_t>(stored);
     return 0;
+}
+
+StoredArray::StoredArray(hid_t group, const char *name)
+    : name_(name), dset_(dataset_id(H5Dopen1(group, name))) {
+    if (dset_) extent_ = extent_of(dset_.get(), H5Dget_space);
+}
+
+bool StoredArray::written() const { return dset_ && H5Dget_storage_size(dset_.get()) > 0; }
+
+hssize_t StoredArray::read(hid_t type, void *buf, hsize_t capacity) {
+    if (!*this || static_cast<hsize_t>(extent_) > capacity) {
+        std::printf("Error reading dataset: %s\n", name_);
+        return -1;
+    }
+    hssize_t got = extent_;
+    H5Id dcpl;
+    if (!written()) {
+        got = 0;  // created but never written: nothing to read
+    } else if (!storage_sound(dset_.get(), type, &dcpl) ||  // a damaged layout never reaches HDF5
+               read_whole_dataset(dset_.get(), dcpl.valid() ? dcpl.get() : -1, type, buf,
+                                  static_cast<hsize_t>(extent_)) < 0) {
+        std::printf("Error reading dataset: %s\n", name_);
+        return -1;
+    }
+    if (dset_.close() < 0) {
+        std::printf("Error closing dataset: %s\n", name_);
+        return -1;
+    }
+    return got;
 }
 
 hid_t create_dataset_filter(const scnapi_handle *h, hsize_t n) {

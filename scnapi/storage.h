@@ -15,6 +15,7 @@
 
 #include <cstring>
 
+#include "h5id.h"
 #include "scnapi/scnapi.h"
 
 namespace scnapi {
@@ -60,6 +61,32 @@ int read_dataset_str(hid_t gid, const char *name, char *buf, hsize_t capacity, i
 
 // Number of elements a dataset holds, without a message when it is absent.
 int dataset_length(hid_t gid, const char *name, hsize_t *n);
+
+// A dataset opened to be read whole. What it holds (its extent, whether it
+// was ever written) is known before a caller commits a buffer to it, and
+// the read goes on with the same open dataset: checking an array against
+// its counts costs no second open.
+class StoredArray {
+public:
+    // Opens dataset `name` of `group`; an empty StoredArray, silently, when
+    // it cannot be opened (callers report it their own way).
+    StoredArray(hid_t group, const char *name);
+    StoredArray() = default;  // none
+    explicit operator bool() const { return dset_.valid() && extent_ >= 0; }
+    hsize_t elements() const { return static_cast<hsize_t>(extent_ < 0 ? 0 : extent_); }
+    bool written() const;
+    // Reads the whole dataset as `type` into `buf`, which holds `capacity`
+    // elements, and closes it. Returns the elements read (0 for a dataset
+    // never written: `buf` untouched) or -1 after "Error reading dataset:
+    // <name>" (more elements than `capacity`, a damaged type or storage)
+    // or "Error closing dataset: <name>".
+    hssize_t read(hid_t type, void *buf, hsize_t capacity);
+
+private:
+    const char *name_ = "";
+    H5Id dset_;
+    hssize_t extent_ = -1;
+};
 
 // Dataset-creation properties for an int or float dataset of n elements
 // written through `h`: one chunk of the whole length, shuffled when shuffle

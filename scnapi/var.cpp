@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "bulk_readers.h"
 #include "collection.h"
 #include "counted_io.h"
 #include "geometry.h"
@@ -40,7 +41,6 @@ constexpr Channel kChannels[OXR_PALETTE_MAX_CHANNELS] = {
     {"nAlpha", "alphaCntl", "alphaCols"},
 };
 
-// Reads one int attribute into a wanted output; 1 on failure.
 }  // namespace
 
 namespace scnapi {
@@ -56,12 +56,38 @@ int component_count(int kind) {
     }
 }
 
-int variable_component_count(const scnapi_handle *h, int var_index) {
+int variable_component_count(const scnapi_handle *h, int var_index, bool quiet) {
     int kind = 0;
+    if (quiet) {
+        H5Id var = open_group(h ? h->fileId : -1, var_path(var_index));
+        return var && read_att_int(var.get(), "varKind", &kind, 1) == 0 ? component_count(kind) : 0;
+    }
     int status = read_record(h, var_path(var_index), "scn_read_var_info",
                              "scn_read_var_info: error closing var group",
                              [&](hid_t var) { return read_att_int(var, "varKind", &kind, 0) < 0; });
     return status == 0 ? component_count(kind) : 0;
+}
+
+int read_var_palette_colors(scnapi_handle *h, int varIndex,
+                            const ArrayOut (&arrays)[kPaletteArrays]) {
+    return read_record(h, var_path(varIndex), "scn_read_var_palette_colors",
+                       "scn_read_var_palette_colors: error closing var group", [&](hid_t var) {
+        int failed = 0;
+        for (int c = 0; c < OXR_PALETTE_MAX_CHANNELS; ++c) {
+            const Channel &ch = kChannels[c];
+            int count = 0;
+            if (read_att_int(var, ch.count, &count, 0) < 0) {
+                failed = 1;
+                continue;
+            }
+            // A channel without a positive count has no arrays to read; the
+            // count also sizes what its arrays hold.
+            if (count <= 0) continue;
+            failed |= read_array(var, ch.cntl, Elem::Float, count, true, arrays[2 * c]) < 0;
+            failed |= read_array(var, ch.cols, Elem::Float, count, true, arrays[2 * c + 1]) < 0;
+        }
+        return failed;
+    });
 }
 
 }  // namespace scnapi
@@ -214,26 +240,10 @@ int scn_read_var_palette_colors(scnapi_handle *h, int varIndex, float *redOrHueC
                                 float *redOrHueCols, float *grnOrSatCntl, float *grnOrSatCols,
                                 float *bluOrValCntl, float *bluOrValCols, float *alphaCntl,
                                 float *alphaCols) {
-    float *cntls[] = {redOrHueCntl, grnOrSatCntl, bluOrValCntl, alphaCntl};
-    float *cols[] = {redOrHueCols, grnOrSatCols, bluOrValCols, alphaCols};
-    return read_record(h, var_path(varIndex), "scn_read_var_palette_colors",
-                       "scn_read_var_palette_colors: error closing var group", [&](hid_t var) {
-        int failed = 0;
-        for (int c = 0; c < OXR_PALETTE_MAX_CHANNELS; ++c) {
-            int count = 0;
-            if (read_att_int(var, kChannels[c].count, &count, 0) < 0) {
-                failed = 1;
-                continue;
-            }
-            // A channel without a positive count has no arrays to read; the
-            // count also bounds what its arrays may hold.
-            if (count <= 0) continue;
-            const Channel &ch = kChannels[c];
-            if (cntls[c]) failed |= read_counted_flt(var, {ch.count}, ch.cntl, cntls[c]) < 0;
-            if (cols[c]) failed |= read_counted_flt(var, {ch.count}, ch.cols, cols[c]) < 0;
-        }
-        return failed;
-    });
+    const ArrayOut arrays[kPaletteArrays] = {redOrHueCntl, redOrHueCols, grnOrSatCntl,
+                                             grnOrSatCols, bluOrValCntl, bluOrValCols,
+                                             alphaCntl,    alphaCols};
+    return read_var_palette_colors(h, varIndex, arrays);
 }
 
 }  // extern "C"

@@ -2,6 +2,7 @@
 // another family (parts, annotations), plus their tagged attributes.
 #include <string>
 
+#include "bulk_readers.h"
 #include "collection.h"
 #include "counted_io.h"
 #include "scnapi/scnapi.h"
@@ -49,15 +50,22 @@ int read_index_count(const scnapi_handle *h, const char *entry, const IndexFamil
 // Reads no more indices than the record's count announces, so a longer
 // dataset cannot overrun the caller's array.
 int read_indices(const scnapi_handle *h, const char *entry, const IndexFamily &f, int index,
-                 int *out) {
+                 const ArrayOut &out) {
     std::string close = closing_message(entry, f.record);
     return read_record(h, record_path(f, index), entry, close.c_str(), [&](hid_t record) {
-        if (!out) return 0;
-        return read_counted_int(record, {f.count}, f.indices, out) < 0 ? 1 : 0;
+        return read_counted(record, {f.count}, f.indices, Elem::Int, out) < 0 ? 1 : 0;
     });
 }
 
 }  // namespace
+
+namespace scnapi {
+
+int read_vport_indices(scnapi_handle *h, int index, const ArrayOut &partIndices) {
+    return read_indices(h, "scn_read_vport_indices", kVports, index, partIndices);
+}
+
+}  // namespace scnapi
 
 extern "C" {
 
@@ -87,7 +95,7 @@ int scn_read_aplane_info(scnapi_handle *h, int index, int *numAnnots) {
 }
 
 int scn_read_vport_indices(scnapi_handle *h, int index, int *partIndices) {
-    return read_indices(h, "scn_read_vport_indices", kVports, index, partIndices);
+    return read_vport_indices(h, index, partIndices);
 }
 
 int scn_read_aplane_indices(scnapi_handle *h, int index, int *annotIndices) {

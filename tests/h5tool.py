@@ -13,7 +13,8 @@ int8 arrays also carry ``text`` (bytes up to the first NUL, Latin-1).
 Build format: ``{path: entry}`` written in key order, where a group entry is
 ``{"type": "group", "attrs": {...}}`` and a dataset entry is ``{"type":
 "dataset", "dtype", "value", "attrs"}`` (optionally ``"chunks"``,
-``"compression"``, ``"compression_opts"``, ``"shuffle"``, ``"fletcher32"``).
+``"compression"``, ``"compression_opts"``, ``"shuffle"``, ``"fletcher32"``;
+``"shape"`` in place of ``"value"`` makes a dataset that is never written).
 An attribute is ``{"dtype", "value"}``: a number makes a scalar, a list a
 one-dimensional array, and ``"text"`` with ``"size"`` a zero-padded int8
 array. ``build FILE v110`` writes in the file format of HDF5 1.10 (where a
@@ -110,12 +111,13 @@ def build(path, tree, libver=None):
             if entry.get("type", "group") == "group":
                 obj = f.require_group(key) if key != "/" else f
             else:
-                data = _attr_value(entry)
+                data = None if "shape" in entry else _attr_value(entry)
                 options = {k: entry[k] for k in ("chunks", "compression", "compression_opts",
                                                  "shuffle", "fletcher32") if k in entry}
                 if options.get("chunks"):
                     options["chunks"] = tuple(options["chunks"])
-                obj = f.create_dataset(key, data=data, **options)
+                obj = f.create_dataset(key, shape=entry.get("shape"), dtype=entry["dtype"],
+                                       data=data, **options)
             for name, desc in entry.get("attrs", {}).items():
                 obj.attrs.create(name, _attr_value(desc))
 

@@ -379,28 +379,21 @@ def failed(*lines):
      failed("Error opening group for attribute: fvalsLen", "error reading fvalsLen")),
     (record(ivalsLen=-3), failed("ivalsLen out of range (-3)")),
     (record(cvalsLen=2**30), failed("cvalsLen out of range (1073741824)")),
-    (record(fvalsLen=2**24 - 1), failed("fvals holds 2 values, not 16777215")),
-    (record(ivalsLen=5, ivals=None), failed("Error opening dataset: ivals")),
+    # A value array that does not hold its length: the check stands for the
+    # read, and fails as it ("error reading ibuf"), before any buffer grows.
+    (record(fvalsLen=2**24 - 1), failed("fvals holds 2 values, not 16777215", "error reading fbuf")),
+    (record(ivalsLen=5, ivals=None), failed("Error opening dataset: ivals", "error reading ibuf")),
+    (record(cvals=None), failed("Error opening dataset: cvals", "error reading cbuf")),
     (record(attrPtrs=None), failed("Error opening dataset: attrPtrs")),
     (record(numAttrs=2),
      failed("attrTags holds 3 values, not 2", "attrPtrs holds 3 values, not 2")),
     (record(numAttrs=4),
      failed("attrTags holds 3 values, not 4", "attrPtrs holds 3 values, not 4")),
-    (record(cvalsLen=10), failed("cvals holds 16 values, not 10")),
-    (record(ivalsLen=2), failed("ivals holds 1 values, not 2")),
-    (record(attrPtrs=[1, 0, 0]), failed("values of attribute 0 (tag 0x1004) lie outside ivals")),
-    (record(attrPtrs=[0, 1, 0]), failed("values of attribute 1 (tag 0x1068) lie outside fvals")),
-    (record(attrPtrs=[0, 0, -1]), failed("values of attribute 2 (tag 0x1030) lie outside cvals")),
-    (record(attrPtrs=[0, 2**31 - 1, 0]),
-     failed("values of attribute 1 (tag 0x1068) lie outside fvals")),
-    (record(attrTags=[4100, 4200, 4300]),
-     failed("values of attribute 2 (tag 0x10cc) lie outside cvals")),
-    # A text length (6001 = 100) claiming more bytes than are stored.
-    (record(ANNOT, numAttrs=2, fvalsLen=0, cvalsLen=3, attrTags=[6200, 6001], attrPtrs=[0, 0],
-            ivals=[100], fvals=None, cvals=[104, 105, 0]),
-     failed("values of attribute 0 (tag 0x1838) lie outside cvals")),
+    (record(cvalsLen=10), failed("cvals holds 16 values, not 10", "error reading cbuf")),
+    (record(ivalsLen=2), failed("ivals holds 1 values, not 2", "error reading ibuf")),
 ])
 def test_inconsistent_records_fail_cleanly(kind_tree, message, tmp_path, c_out):
+    """Each is refused before a buffer grows, and leaves the store empty."""
     path = tmp_path / "bad.h5"
     kind, tree = kind_tree
     h5build(path, tree)
@@ -413,3 +406,63 @@ def test_inconsistent_records_fail_cleanly(kind_tree, message, tmp_path, c_out):
     assert lib.scn_read_attribute_ids(r, kind, 0, (c_int * 150)()) == 1
     assert c_out() == f"scn_read_attribute_ids: Incorrect attr info for {WORDS[kind]}, in handle\n"
     assert close(r) == 0
+
+
+@pytest.mark.parametrize("kind_tree, ordinal, typ, count, served", [
+    # Offsets past the loaded values: those positions are zeros.
+    (record(attrPtrs=[1, 0, 0]), 0, INT, 1, (0, [0])),
+    (record(attrPtrs=[0, 1, 0]), 1, FLOAT, 2, (0, [2.0, 0.0])),
+    (record(attrPtrs=[0, 2**31 - 1, 0]), 1, FLOAT, 2, (0, [0.0, 0.0])),
+    (record(attrTags=[4100, 4200, 4300]), 2, CHAR, 40, (0, b"A" * 16 + bytes(24))),
+    # A text length (6001 = 100) claiming more bytes than are stored.
+    (record(ANNOT, numAttrs=2, fvalsLen=0, cvalsLen=3, attrTags=[6200, 6001], attrPtrs=[0, 0],
+            ivals=[100], fvals=None, cvals=[104, 105, 0]), 0, CHAR, 101, (0, b"hi" + bytes(99))),
+    # A negative offset is refused.
+    (record(attrPtrs=[0, 0, -1]), 2, CHAR, 16, (1, bytes(16))),
+])
+def test_served_values_never_pass_the_loaded_arrays(kind_tree, ordinal, typ, count, served,
+                                                   tmp_path, c_out):
+    path = tmp_path / "offsets.h5"
+    kind, tree = kind_tree
+    h5build(path, tree)
+    r = open_read(path)
+    assert lib.scn_read_num_attributes(r, kind, 0) == (2 if kind == ANNOT else 3)
+    # What an earlier record left past the loaded values must not show through.
+    s = r.contents
+    for buf, used, size, width in ((s.ibuf, s.ivalsLen, s.ibufSize, 4),
+                                   (s.fbuf, s.fvalsLen, s.fbufSize, 4),
+                                   (s.cbuf, s.cvalsLen + 1, s.cbufSize, 1)):
+        ctypes.memset(ctypes.cast(buf, c_void_p).value + used * width, 0x55, (size - used) * width)
+    assert read_values(r, kind, 0, ordinal, typ, count) == served
+    assert c_out() == ("" if served[0] == 0 else
+                       "scn_read_attr: values of attribute 2 (tag 0x1030) lie outside cvals\n")
+    assert close(r) == 0
+
+
+# A dependent tag added before its governing count (which the order of adding
+# allows) is stored without values of its own; a reader, seeing the whole
+# list, counts them in full from the tag's offset: the next attributes'
+# values of that type, then zeros.
+@pytest.mark.parametrize("kind, entries, stored, served", [
+    (PART, [(294, FLOAT, 3, []), (293, INT, 1, [3]), (221, FLOAT, 1, [2.5]),
+            (222, FLOAT, 1, [4.5])],
+     {"fvals": [2.5, 4.5]}, [[2.5, 4.5, 0.0], [3], [2.5], [4.5]]),
+    (RENDATTR, [(1188, FLOAT, 16, []), (1187, INT, 1, [1]), (1116, FLOAT, 4, [1.0, 2, 3, 4])],
+     {"fvals": [1, 2, 3, 4]}, [[1.0, 2, 3, 4] + [0.0] * 12, [1], [1.0, 2, 3, 4]]),
+    (ANNOT, [(6200, CHAR, 6, b"hello"), (6001, INT, 1, [5]), (6201, CHAR, 40, b"Arial")],
+     {"cvals": list(b"hArial") + [0] * 35}, [b"hArial", [5], b"Arial".ljust(40, b"\0")]),
+], ids=["contour levels", "instances", "text"])
+def test_dependent_tag_before_its_count(kind, entries, stored, served, tmp_path, c_out):
+    path = tmp_path / "order.h5"
+    h = open_owners(path)
+    write_record(h, kind, 0, entries)
+    assert close(h) == 0
+    tree = h5dump(path)
+    base = f"/top/{COLLECTIONS[kind]}/{WORDS[kind]}_0"
+    assert {name: tree[f"{base}/{name}"]["value"] for name in stored} == stored
+    r = open_read(path)
+    assert lib.scn_read_num_attributes(r, kind, 0) == len(entries)
+    got = [read_values(r, kind, 0, i, typ, count) for i, (_, typ, count, _) in enumerate(entries)]
+    assert got == [(0, values) for values in served]
+    assert close(r) == 0
+    assert c_out() == ""

@@ -44,7 +44,7 @@ def test_element_lists_slots_and_records_layout_and_round_trip(tmp_path, c_out):
     ], "Error opening dataset: conn\n")
 
 
-def malformed_list(count=2, len_list=6, conn=6, ids=2, kind=SCALAR, vals=2, slot=True):
+def malformed_list(count=2, len_list=6, conn=6, ids=2, kind=SCALAR, vals=2, slot=False):
     tree = {**TOP, "/top/Vars/var_0": group(varKind=kind),
             LIST: group(numElemRecs=1, hasElemIds=1),
             LIST + "/elem_0": group(elemCount=count, lenList=len_list),
@@ -66,11 +66,16 @@ MALFORMED = [
     ("negative lenList", {"len_list": -6}, "conn", "Error reading dataset: conn\n"),
     ("ids longer than elemCount", {"ids": 40}, "ids", "Error reading dataset: ids\n"),
     ("negative elemCount", {"count": -2}, "ids", "Error reading dataset: ids\n"),
-    ("vals longer than elemCount", {"vals": 3}, "vals", "Error reading dataset: vals\n"),
-    ("vals beyond elemCount times components", {"kind": VECTOR, "vals": 6, "count": 1}, "vals",
+    ("conn shorter than lenList", {"conn": 5}, "conn", "Error reading dataset: conn\n"),
+    ("ids shorter than elemCount", {"ids": 1}, "ids", "Error reading dataset: ids\n"),
+    # values must be elemCount values of 1, 2, 3 or 6 components
+    ("vals not a whole number of components", {"vals": 3}, "vals",
      "Error reading dataset: vals\n"),
-    ("vals without a slot", {"slot": False}, "vals",
-     "scn_read_elem_var_values: error opening group '/top/ElemLists/elemlist_0/var_0'\n"),
+    ("vals beyond six components", {"count": 1, "vals": 7}, "vals",
+     "Error reading dataset: vals\n"),
+    # with a slot naming the variable, its kind decides
+    ("vals beyond the slot variable's components", {"slot": True, "vals": 6}, "vals",
+     "Error reading dataset: vals\n"),
 ]
 
 
@@ -78,3 +83,18 @@ MALFORMED = [
 def test_malformed_element_records_are_refused_without_overrun(tmp_path, c_out, label, changes,
                                                                reader, message):
     check(tmp_path / "m.h5", c_out, malformed_list(**changes), {}, [READERS[reader]], message)
+
+
+@pytest.mark.parametrize("kind, components", [(SCALAR, 1), (VECTOR, 3), (3104, 6)])
+def test_element_values_read_without_the_lists_slot(tmp_path, c_out, kind, components):
+    """Values written by the element-value writer alone: the reader needs no
+    slot of the list, and takes the stored values whole."""
+    vals = np.arange(2 * components, dtype=np.float32) / 4
+    check(tmp_path / "v.h5", c_out, [
+        ("scn_write_var", 0, b"v", b"", 3001, kind, 0, 0, None, None),
+        ("scn_write_elem_list", 0, 1, 1, 0, 0),
+        ("scn_write_elem", 0, 0, 2004, 2, 6, ints(0, 1, 2, 1, 2, 3), None),
+        ("scn_write_elem_var", 0, 0, 0, 0, 2, vals),
+    ], {LIST + "/var_0": None, LIST + "/elem_0/var_0/vals": vals.tolist()}, [
+        ("scn_read_elem_var_values", 0, 0, 0, f"f{2 * components}", (0, [vals.tolist()])),
+    ])

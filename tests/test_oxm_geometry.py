@@ -5,8 +5,8 @@ import pytest
 
 import _oxm
 from geomlib import TOP, f32, group, i32, legacy_tree
-from oxm_files import merged
-from scnlib import h5build, text_attr
+from oxm_files import VECTOR, Writer, merged
+from scnlib import floats, h5build, text_attr
 
 
 def test_legacy_layout_node_info_first(tmp_path):
@@ -43,14 +43,12 @@ def nodes(count, dim, coords, var_index=None, num_values=0, vals=()):
     return tree
 
 
-def elem(etype, count, length, conn, ids, slot_var=None, vals=None):
+def elem(etype, count, length, conn, ids, vals=None):
     tree = merged(VARS, {
         "/top/ElemLists": group(nElemLists=1),
         ELEM: group(numElemRecs=1, numElemVars=1, elemNormalIndex=0, hasElemIds=1),
         ELEM + "/elem_0": group(elemListType=etype, elemCount=count, lenList=length),
         ELEM + "/elem_0/conn": i32(conn), ELEM + "/elem_0/ids": i32(ids)})
-    if slot_var is not None:
-        tree[ELEM + "/var_0"] = group(varIndex=slot_var, useUndefined=0)
     if vals is not None:
         tree[ELEM + "/elem_0/var_0"] = group(numValues=count)
         tree[ELEM + "/elem_0/var_0/vals"] = f32(vals)
@@ -98,11 +96,11 @@ MALFORMED = [
      nodes(2, 1, [0, 1], 1, 2, range(6)), "Can't read node var values steps"),
     ("vals longer than the slot's count", "nodeVarValues", (0, 0),
      nodes(2, 1, [0, 1], 0, 2, range(7)), "Can't read node var values steps"),
-    ("elem slot names a vector, record a scalar", "elemVarValues", (0, 0, 0),
-     elem(2004, 2, 6, list(range(6)), [1, 2], slot_var=1, vals=list(range(6))),
+    ("vector values on a scalar record", "elemVarValues", (0, 0, 0),
+     elem(2004, 2, 6, list(range(6)), [1, 2], vals=list(range(6))),
      "Can't read part source steps"),
     ("negative element count", "elemVarValues", (0, 0, 0),
-     elem(2004, -2, 6, list(range(6)), [1, 2], slot_var=0), "Can't read part source steps"),
+     elem(2004, -2, 6, list(range(6)), [1, 2], vals=[1, 2]), "Can't read part source steps"),
     ("rep geoms longer than numRepGeoms", "repGeoms", (0,),
      record("Reps", "rep", {"numRepGeoms": 2, "repType": 1005, "rendAttrIndex": 0},
             geomIndicies=i32([1, 2, 3, 4, 5])), "Can't read part source steps"),
@@ -139,3 +137,17 @@ def test_malformed_files(tmp_path, c_out, case, method, args, tree, expected):
     result = call(*args)
     got = {k: result.get(k, "absent") for k in expected}
     assert {k: v.tolist() if isinstance(v, np.ndarray) else v for k, v in got.items()} == expected
+
+
+def test_element_values_without_the_lists_slot(tmp_path, c_out):
+    """Values written by the element-value writer alone read back: the
+    method reads what the element-value reader reads, nothing else."""
+    p = tmp_path / "values.h5"
+    with Writer(p) as w:
+        w.variable(0, "v", VECTOR)
+        w.elem_list(0, 1, 1, -1, 0)
+        w.elem_rec(0, 0, 2004, 2, [0, 1, 2, 1, 2, 3])
+        w.elem_var(0, 0, 0, 0, 2, floats([0.5 * i for i in range(6)]))
+    values = _oxm.oxm(str(p)).elemVarValues(0, 0, 0)
+    assert values["varValues"].tolist() == [[0, 0.5, 1], [1.5, 2, 2.5]]
+    assert c_out() == ""

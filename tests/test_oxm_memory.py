@@ -81,48 +81,95 @@ def test_reading_arrays_repeatedly_does_not_grow_memory(big_file):
     assert o.nodeVarValues(0, 0)["varValues"].shape == (NODES, 3)
 
 
-ALLOCATION = r"""
+LIMITED = r"""
 import json, resource, sys
 import _oxm
-o = _oxm.oxm(sys.argv[1] if len(sys.argv) > 1 else PATH)
+o = _oxm.oxm(PATH)
 with open("/proc/self/status") as f:
     vm = next(int(l.split()[1]) for l in f if l.startswith("VmSize")) * 1024
 resource.setrlimit(resource.RLIMIT_AS, (vm + 256 * 2**20, resource.RLIM_INFINITY))
-out = {}
-for name, call in [("nodeInfo", lambda: o.nodeInfo(0)),
-                   ("repGeoms", lambda: o.repGeoms(0)),
-                   ("nodeVarValues", lambda: o.nodeVarValues(0, 0))]:
+out = []
+for name, args, keys in CALLS:
     try:
-        out[name] = sorted(call())
+        result = getattr(o, name)(*args)
+        out.append({k: None if result.get(k) is None else "present" for k in keys})
     except Exception as e:
-        out[name] = [type(e).__name__, str(e)]
-print(json.dumps(out))
+        out.append([type(e).__name__, str(e)])
+json.dump(out, open(RESULT, "w"))
 """
+HUGE = 2**28
+
+
+def counted(**attrs):
+    return {"attrs": {k: int_attr(v) for k, v in attrs.items()}}
+
+
+def data(dtype, n):
+    return {"type": "dataset", "dtype": dtype, "value": list(range(n))}
+
+
+VAR = merged({"varName": text_attr("v", 64), "varDesc": text_attr("", 128),
+               "varCentering": int_attr(3000), "varKind": int_attr(3100),
+               "extentsProvided": int_attr(0), "paletteProvided": int_attr(1),
+               "paletteName": text_attr("p", 64)},
+              counted(paletteInterp=0, colorSpace=10, nSamples=2, nRedOrHue=HUGE, nGrnOrSat=0,
+                      nBluOrVal=0, nAlpha=0)["attrs"])
+E = "/top/ElemLists/elemlist_0"
+# Counts far above the stored data, each with the method's outcome: the
+# reader refuses the array (its "Error reading dataset" line) before any
+# memory is spent on it.
+CASES = [
+    ("elemInfo", (0, 0), ["connectivity", "ids"], {"connectivity": "present", "ids": None}, "ids"),
+    ("elemInfo", (0, 1), ["connectivity", "ids"], {"connectivity": "present", "ids": None}, "ids"),
+    ("elemVarValues", (0, 0, 0), [], ["RuntimeError", "Can't read part source steps"], "vals"),
+    ("nodeInfo", (0,), ["coords"], {"coords": None}, "coords"),
+    ("nodeInfo", (1,), ["coords"], {"coords": None}, "coords"),  # stored, never written
+    ("nodeVarValues", (0, 0), [], ["RuntimeError", "Can't read node var values steps"], "vals"),
+    ("partSrcSteps", (0,), [], ["RuntimeError", "Can't read part source steps"],
+     "partIndices stepValues"),
+    ("repGeoms", (0,), [], ["RuntimeError", "Can't read part source steps"], "geomIndicies"),
+    ("vportIndices", (0,), [], ["RuntimeError", "Can't read part source steps"], "partIndices"),
+    ("varInfo", (0,), ["redControl", "numRedValues"], {"redControl": None, "numRedValues": "present"},
+     "redOrHueCntl redOrHueCols"),
+]
 
 
 @pytest.mark.skipif(UNDER_ASAN,
                     reason="the sanitizer's allocator does not honour an address-space limit")
-def test_buffers_that_cannot_be_allocated(tmp_path):
-    huge = 400000000  # 1.6 GB of 32-bit values: far above the limit set
-    p = tmp_path / "huge.h5"
-    var = {"varName": text_attr("v", 64), "varDesc": text_attr("", 128),
-           "varCentering": int_attr(3000), "varKind": int_attr(3100),
-           "extentsProvided": int_attr(0), "paletteProvided": int_attr(0)}
-    h5build(p, merged(TOP, {
-                "/top/Nodes": {"attrs": {"nNodes": int_attr(1)}},
-                "/top/Nodes/nodes_0": {"attrs": {k: int_attr(v) for k, v in dict(
-                    numNodes=huge, nodeDimension=1, hasNodeIds=0, numNodalVars=1,
-                    nodeNormalIndex=0).items()}},
-                "/top/Vars": {"attrs": {"nVars": int_attr(1)}},
-                "/top/Vars/var_0": {"attrs": var},
-                "/top/Reps": {"attrs": {"nReps": int_attr(1)}},
-                "/top/Reps/rep_0": {"attrs": {"numRepGeoms": int_attr(huge),
-                                              "repType": int_attr(1005),
-                                              "rendAttrIndex": int_attr(0)}}}))
-    out = json.loads(run_isolated(ALLOCATION.replace("PATH", repr(str(p)))))
-    assert out.pop("nodeInfo")[0] == "MemoryError"
-    assert out == {
-        "repGeoms": ["RuntimeError", "Can't allocate memory in repGeoms"],
-        # The values' buffer is left out of the dictionary.
-        "nodeVarValues": ["varDesc", "varName"],
-    }
+def test_counts_beyond_the_stored_data_cost_no_memory(tmp_path):
+    p = tmp_path / "counts.h5"
+    conn_ids = dict(("{}/elem_{}/{}".format(E, i, name), data("int32", 4))
+                    for i in (0, 1) for name in ("conn", "ids"))
+    h5build(p, merged(TOP, conn_ids, {
+        "/top/ElemLists": counted(nElemLists=1), E: counted(numElemRecs=2, hasElemIds=1),
+        E + "/elem_0": counted(elemListType=2004, elemCount=HUGE, lenList=4),
+        E + "/elem_1": counted(elemListType=2004, elemCount=2**31 - 1, lenList=4),
+        E + "/elem_0/var_0": counted(numValues=HUGE), E + "/elem_0/var_0/vals": data("float32", 4),
+        "/top/Nodes": counted(nNodes=2),
+        "/top/Nodes/nodes_0": counted(numNodes=HUGE, nodeDimension=3, hasNodeIds=0,
+                                      numNodalVars=1, nodeNormalIndex=0),
+        "/top/Nodes/nodes_0/coords": data("float32", 12),
+        "/top/Nodes/nodes_0/var_0": counted(varIndex=0, numValues=HUGE),
+        "/top/Nodes/nodes_0/var_0/vals": data("float32", 4),
+        "/top/Nodes/nodes_1": counted(numNodes=HUGE, nodeDimension=1, hasNodeIds=0,
+                                      numNodalVars=0, nodeNormalIndex=0),
+        "/top/Nodes/nodes_1/coords": {"type": "dataset", "dtype": "float32", "shape": [HUGE]},
+        "/top/Vars": counted(nVars=1), "/top/Vars/var_0": {"attrs": VAR},
+        "/top/Vars/var_0/redOrHueCntl": data("float32", 2),
+        "/top/Vars/var_0/redOrHueCols": data("float32", 2),
+        "/top/Psrcs": counted(nPsrcs=1), "/top/Psrcs/psrc_0": counted(nSteps=HUGE, stepId=0),
+        "/top/Psrcs/psrc_0/partIndices": data("int32", 4),
+        "/top/Psrcs/psrc_0/stepValues": data("float32", 4),
+        "/top/Reps": counted(nReps=1),
+        "/top/Reps/rep_0": counted(numRepGeoms=HUGE, repType=1005, rendAttrIndex=0),
+        "/top/Reps/rep_0/geomIndicies": data("int32", 4),
+        "/top/Vports": counted(nVports=1), "/top/Vports/vport_0": counted(numAttrs=0, nParts=HUGE),
+        "/top/Vports/vport_0/partIndices": data("int32", 4)}))
+    result = str(tmp_path / "result.json")
+    printed = run_isolated(LIMITED.replace("PATH", repr(str(p))).replace("RESULT", repr(result))
+                           .replace("CALLS", repr([case[:3] for case in CASES])))
+    with open(result) as f:
+        assert json.load(f) == [case[3] for case in CASES]
+    refused = [line for line in printed.splitlines() if line.startswith("Error")]
+    assert refused == ["Error reading dataset: " + name for case in CASES
+                       for name in case[4].split()]

@@ -66,6 +66,11 @@ def attr_oxm(tmp_path_factory):
                                 (O.OXR_RENDATTR_INSTANCE, f(*range(48)))])
         w.rendAttr(104)
         w.attrs(RENDATTR, 104, [(O.OXR_RENDATTR_LINEWIDTH, f(1)), (O.OXR_RENDATTR_LINEWIDTH, f(2))])
+        # Instances added before their count: stored without values, read in
+        # full from their offset (the colour added after them, then zeros).
+        w.rendAttr(105)
+        w.attrs(RENDATTR, 105, [(O.OXR_RENDATTR_INSTANCE, []), (O.OXR_RENDATTR_NUMINSTANCE, [2]),
+                                (O.OXR_RENDATTR_RGBA2D, f(1, 2, 3, 4))])
     return O.oxm(str(p))
 
 
@@ -96,3 +101,7 @@ def test_instances_and_repeated_tags(attr_oxm):
                                        "OXR_RENDATTR_INSTANCE": None}
     assert attr_oxm.rendAttrs(103) == {"OXR_RENDATTR_NUMINSTANCE": 1}
     assert attr_oxm.rendAttrs(104) == {"OXR_RENDATTR_LINEWIDTH": 2.0}
+    before = attr_oxm.rendAttrs(105)
+    assert before["OXR_RENDATTR_INSTANCE"].shape == (2, 4, 4)
+    assert before["OXR_RENDATTR_INSTANCE"].ravel().tolist() == f(1, 2, 3, 4) + [0.0] * 28
+    assert before["OXR_RENDATTR_RGBA2D"].tolist() == f(1, 2, 3, 4)
