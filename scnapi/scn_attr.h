@@ -21,6 +21,8 @@
 #error "include scnapi/scnapi.h instead"
 #endif
 
+/* Announces count attributes for record (kind, index), then adds one: its
+   values are what attr_classify gives for the tag. */
 SCNAPI_EXPORT int scn_write_num_attributes(scnapi_handle *h, int kind, int index, int count);
 SCNAPI_EXPORT int scn_write_attr(scnapi_handle *h, int kind, int index, int tag,
                                  const void *values);
@@ -28,12 +30,15 @@ SCNAPI_EXPORT int scn_write_attr(scnapi_handle *h, int kind, int index, int tag,
 /* The number of attributes of the record (0-150), -1 on failure, 2 when a
    buffer could not be allocated. */
 SCNAPI_EXPORT int scn_read_num_attributes(scnapi_handle *h, int kind, int index);
+
+/* The loaded record's tags, in file order (numAttrs ints). */
 SCNAPI_EXPORT int scn_read_attribute_ids(scnapi_handle *h, int kind, int index, int *tags);
-/* 0 when the tag is known (its values copied), 1 otherwise.  Copies the
-   number of values attr_classify gives for the tag, from the attribute's
-   offset in the loaded values of its type; positions past the loaded
-   values (an attribute added before its governing count has none of its
-   own) are given as zeros. */
+/* The values of the attribute at position ordinal of that list: 0 when the
+   tag is known (its values copied), 1 otherwise.  Copies the number of
+   values attr_classify gives for the tag, from the attribute's offset in
+   the loaded values of its type; positions past the loaded values (an
+   attribute added before its governing count has none of its own) are
+   given as zeros. */
 SCNAPI_EXPORT int scn_read_attr(scnapi_handle *h, int kind, int index, int ordinal,
                                 void *values);
 

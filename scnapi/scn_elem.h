@@ -37,14 +37,23 @@ SCNAPI_EXPORT int scn_write_elem_var(scnapi_handle *h, int elemListIndex, int el
  * other element readers: it numbers the legacy element lists. */
 SCNAPI_EXPORT int scn_read_elem_list_num(scnapi_handle *h);
 
+/* An element list's counts (element records, variable slots), its normal
+ * index and whether its records carry element ids. */
 SCNAPI_EXPORT int scn_read_elem_list_info(scnapi_handle *h, int elemListIndex,
                                           int *numElemRecs, int *numElemVars,
                                           int *elemNormalIndex, int *hasElemIds);
+
+/* Slot varSlot of an element list: its variable and the marker of
+ * undefined values. */
 SCNAPI_EXPORT int scn_read_elem_list_var_info(scnapi_handle *h, int elemListIndex,
                                               int varSlot, int *varIndex, int *useUndefined,
                                               float *undefinedValue);
+
+/* An element record: its element type (OXR_ELEM_*), number of elements and
+ * number of ints of connectivity. */
 SCNAPI_EXPORT int scn_read_elem_info(scnapi_handle *h, int elemListIndex, int elemIndex,
                                      int *elemListType, int *elemCount, int *lenList);
+
 /* Arrays sized from scn_read_elem_info (and, for values, the variable's
  * component count); a stored array larger than that is refused. */
 SCNAPI_EXPORT int scn_read_elem_connectivity(scnapi_handle *h, int elemListIndex,

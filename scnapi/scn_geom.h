@@ -33,12 +33,16 @@ SCNAPI_EXPORT int scn_write_nodes_var(scnapi_handle *h, int nodesIndex, int varS
 SCNAPI_EXPORT int scn_read_geom_num(scnapi_handle *h);
 SCNAPI_EXPORT int scn_read_nodes_num(scnapi_handle *h);
 
+/* The geom's node set and element list (record indices), and whether it
+ * has extents. */
 SCNAPI_EXPORT int scn_read_geom_info(scnapi_handle *h, int geomIndex, int *whichNodes,
                                      int *whichElemList, int *extentsProvided);
 /* empty may be null (the stored flag is still honoured). */
 SCNAPI_EXPORT int scn_read_geom_extents(scnapi_handle *h, int geomIndex, int *empty,
                                         float *minimum, float *maximum);
 
+/* A node set's counts: nodes, coordinates per node, whether it has ids,
+ * its variable slots; and its normal index. */
 SCNAPI_EXPORT int scn_read_nodes_info(scnapi_handle *h, int nodesIndex, int *numNodes,
                                       int *nodeDimension, int *hasNodeIds, int *numNodalVars,
                                       int *nodeNormalIndex);
@@ -47,6 +51,8 @@ SCNAPI_EXPORT int scn_read_nodes_info(scnapi_handle *h, int nodesIndex, int *num
 SCNAPI_EXPORT int scn_read_nodes_coords(scnapi_handle *h, int nodesIndex, float *coords);
 SCNAPI_EXPORT int scn_read_nodes_ids(scnapi_handle *h, int nodesIndex, int *ids);
 
+/* Slot varSlot of a node set: its variable, its number of values and the
+ * marker of undefined values. */
 SCNAPI_EXPORT int scn_read_nodes_var_info(scnapi_handle *h, int nodesIndex, int varSlot,
                                           int *varIndex, int *numValues, int *useUndefined,
                                           float *undefinedValue);

@@ -27,9 +27,12 @@ SCNAPI_EXPORT int scn_write_scene_vport(scnapi_handle *h, int sceneIndex, int vp
                                         const int *sourceIndices, const int *stepNums);
 SCNAPI_EXPORT int scn_write_scene_aplane(scnapi_handle *h, int sceneIndex, int aplaneRecIndex,
                                          int aplaneIndex, int nAnnots, const int *annotIndices);
+
 /* A negative viewIndex takes the next index, the scene's view count. */
 SCNAPI_EXPORT int scn_write_scene_view(scnapi_handle *h, int sceneIndex, int viewIndex,
                                        const char *viewName);
+
+/* The frames of viewport vportIndex in a view. */
 SCNAPI_EXPORT int scn_write_scene_view_vport(scnapi_handle *h, int sceneIndex, int viewIndex,
                                              int vportIndex, int nFrames,
                                              const int *vsrcIndices, const int *stepNums);

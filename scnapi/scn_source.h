@@ -20,14 +20,18 @@ SCNAPI_EXPORT int scn_write_asrc(scnapi_handle *h, int index, int nSteps, int st
 SCNAPI_EXPORT int scn_write_vsrc(scnapi_handle *h, int index, int nSteps, int stepId,
                                  const int *vpIndices, const float *stepValues);
 
+/* Counts of the three families. */
 SCNAPI_EXPORT int scn_read_psrc_num(scnapi_handle *h);
 SCNAPI_EXPORT int scn_read_asrc_num(scnapi_handle *h);
 SCNAPI_EXPORT int scn_read_vsrc_num(scnapi_handle *h);
 
+/* A source's number of steps and its step identifier. */
 SCNAPI_EXPORT int scn_read_psrc_info(scnapi_handle *h, int index, int *nSteps, int *stepId);
 SCNAPI_EXPORT int scn_read_asrc_info(scnapi_handle *h, int index, int *nSteps, int *stepId);
 SCNAPI_EXPORT int scn_read_vsrc_info(scnapi_handle *h, int index, int *nSteps, int *stepId);
 
+/* Its steps: the record index shown at each step and the step's value,
+ * arrays of nSteps entries. */
 SCNAPI_EXPORT int scn_read_psrc_steps(scnapi_handle *h, int index, int *partIndices,
                                       float *stepValues);
 SCNAPI_EXPORT int scn_read_asrc_steps(scnapi_handle *h, int index, int *annotIndices,

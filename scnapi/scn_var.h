@@ -32,6 +32,7 @@ SCNAPI_EXPORT int scn_write_var_palette(scnapi_handle *h, int varIndex, const ch
                                         const float *bluOrValCntl, const float *bluOrValCols,
                                         const float *alphaCntl, const float *alphaCols);
 
+/* The number of variable records. */
 SCNAPI_EXPORT int scn_read_var_num(scnapi_handle *h);
 
 /* varName needs 64 bytes, varDesc 128; stored texts that fill their field
@@ -51,6 +52,9 @@ SCNAPI_EXPORT int scn_read_var_palette_info(scnapi_handle *h, int varIndex, char
                                             int *nRedOrHue, int *nGrnOrSat, int *nBluOrVal,
                                             int *nAlpha);
 
+/* The control points and values of the four channels, each array holding
+ * its channel's count from scn_read_var_palette_info; the arrays of a
+ * channel without control points are left alone. */
 SCNAPI_EXPORT int scn_read_var_palette_colors(scnapi_handle *h, int varIndex,
                                               float *redOrHueCntl, float *redOrHueCols,
                                               float *grnOrSatCntl, float *grnOrSatCols,

@@ -75,22 +75,54 @@ typedef struct scnapi_handle {
 
 /* ---- library and file lifecycle ---------------------------------------- */
 
+/* Sets HDF5 up once per process and fills the compression table: 1 when
+   this call did it, 0 afterwards.  scn_write_begin calls it. */
 SCNAPI_EXPORT int scnapi_init(void);
+
+/* Static identity strings: the library's name and description, its API
+   version ("2.00.00") and the version of the files it writes ("2.00"). */
 SCNAPI_EXPORT const char *scnapi_name(void);
 SCNAPI_EXPORT const char *scnapi_desc(void);
 SCNAPI_EXPORT const char *scnapi_version(void);
 SCNAPI_EXPORT const char *scnfile_version(void);
+
+/* The usable compression methods, numbered as scn_write_set_compression
+   takes them: how many, and their names ("Deflate", "Szip"), the library's
+   own table rather than a copy; none before scnapi_init.  Returns 0. */
 SCNAPI_EXPORT int scnapi_compression_avail(int *count, const char ***names);
+
+/* The kinds of file a reader takes: 1 and "Scenario" (kinds holds 20
+   bytes).  Returns 0. */
 SCNAPI_EXPORT int scnapi_input_files(int *count, char *kinds);
 
+/* Opens fileName for writing: a new file (an existing one is replaced), or
+   with append non-zero an existing scene file to add records to (created
+   when missing).  Either way "/top" gets this library's version attributes.
+   Null only when no handle could be made: a file that cannot be opened
+   gives a handle whose fileId is -1.  New handles compress with Deflate
+   when HDF5 has it. */
 SCNAPI_EXPORT scnapi_handle *scn_write_begin(const char *fileName, int append);
+
+/* The compression of the datasets created from now on: an index into the
+   table of scnapi_compression_avail, or -1 for none.  Returns 0. */
 SCNAPI_EXPORT int scn_write_set_compression(scnapi_handle *h, int compression);
+
+/* Records the producer's framework version on "/top" (256 bytes kept). */
 SCNAPI_EXPORT int scn_write_framework_version(scnapi_handle *h, const char *version);
 
+/* Opens fileNames[0] for reading; null when it is not a readable scene
+   file.  Its versions become the process's: the readers of every open
+   handle follow the layout of the file opened last. */
 SCNAPI_EXPORT scnapi_handle *scn_read_begin(const char **fileNames);
+
+/* version holds 256 bytes; files older than the attribute read "1.00". */
 SCNAPI_EXPORT int scn_read_framework_version(scnapi_handle *h, char *version);
 
+/* Closes the handle's file, shuts the HDF5 library down (which closes the
+   files of other handles too), frees the handle and nulls *h.  A failed
+   close keeps the handle. */
 SCNAPI_EXPORT int scnapi_close(scnapi_handle **h);
+
 /* Closes the handle's file and frees the handle like scnapi_close, but
    leaves the HDF5 library running, so that files held by other handles of
    the process stay open.  For consumers that keep several files open at

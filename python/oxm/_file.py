@@ -34,10 +34,11 @@ class SceneFile:
     family. Records are read when indexed; their bulk arrays when first
     used. Use it in a ``with`` block, or call ``close()``.
 
-    >>> with oxm.open("run.h5") as f:                     # doctest: +SKIP
+    >>> with oxm.open("demo.h5") as f:
     ...     print(len(f.parts), f.parts[0].name)
     ...     xyz = f.node_sets[0].coords                   # (n, 3) float32
     ...     tris = f.elem_lists[0].records[0].connectivity
+    6 body
     """
 
     def __init__(self, path: PathLike) -> None:
@@ -194,8 +195,8 @@ class SceneFile:
         another, the data they all have). Needs meshio
         (``pip install scnapi[meshio]``).
 
-        >>> with oxm.open("run.h5") as f:                 # doctest: +SKIP
-        ...     f.to_meshio(0).write("run.vtu")
+        >>> with oxm.open("demo.h5") as f:
+        ...     f.to_meshio(0).write("demo.vtu")
         """
         from ._meshes import to_meshio
         return to_meshio(self, geom)
@@ -220,8 +221,10 @@ class SceneFile:
         names but does not hold is skipped with an ``oxm.render.RenderWarning``.
         Needs pyvista (``pip install scnapi[render]``).
 
-        >>> with oxm.open("run.h5") as f:                 # doctest: +SKIP
-        ...     image = f.render(frame=3, size=(800, 600))
+        >>> with oxm.open("demo.h5") as f:
+        ...     image = f.render(frame=3, size=(320, 240))
+        >>> image.shape
+        (240, 320, 3)
         """
         from .render import render
         return render(self, scene, frame, size, vport, view)
@@ -238,8 +241,10 @@ def open(path: PathLike) -> SceneFile:
     reading. FileNotFoundError when it does not exist, OSError when it is
     not a scene file.
 
-    >>> with oxm.open("run.h5") as f:                     # doctest: +SKIP
-    ...     for part in f.parts:
+    >>> with oxm.open("demo.h5") as f:
+    ...     for part in f.parts[:2]:
     ...         print(part.index, part.name, part.part_type.name)
+    0 body OXR_PART_MODEL
+    1 outline OXR_PART_EXTRACT
     """
     return SceneFile(path)

@@ -176,8 +176,9 @@ def from_meshio(mesh: Any, path: PathLike, name: str = "mesh",
     a viewport that shows the part. "node_ids" and "element_ids" data
     become the node and element ids.
 
-    >>> mesh = meshio.read("in.vtu")                      # doctest: +SKIP
-    >>> oxm.from_meshio(mesh, "out.h5", name="wing")
+    >>> import meshio
+    >>> mesh = meshio.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [("triangle", [[0, 1, 2]])])
+    >>> oxm.from_meshio(mesh, "wing.h5", name="wing")
     """
     points = np.asarray(mesh.points)
     if points.ndim != 2 or points.shape[1] not in (1, 2, 3):

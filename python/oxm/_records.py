@@ -243,6 +243,8 @@ class _Frames:
 
 @dataclass(frozen=True)
 class ScenePart(_Frames):
+    """A part of a scene: at each frame, the part source and its step shown."""
+
     scene: Scene = field(repr=False, compare=False)
     index: int
     name: str
@@ -262,6 +264,9 @@ def read_scene_part(s: Scene, index: int) -> ScenePart:
 
 @dataclass(frozen=True)
 class SceneAnnot(_Frames):
+    """An annotation of a scene: at each frame, the annotation source and its
+    step shown."""
+
     scene: Scene = field(repr=False, compare=False)
     index: int
     n_frames: int
@@ -277,6 +282,9 @@ def read_scene_annot(s: Scene, index: int) -> SceneAnnot:
 
 @dataclass(frozen=True)
 class SceneVport(_Frames):
+    """A viewport of a scene: the parts it shows, and at each frame the
+    viewport source and its step."""
+
     scene: Scene = field(repr=False, compare=False)
     index: int
     n_frames: int
@@ -299,6 +307,9 @@ def read_scene_vport(s: Scene, index: int) -> SceneVport:
 
 @dataclass(frozen=True)
 class SceneAplane:
+    """An annotation plane of a scene: plane record `aplane` and the
+    annotations placed on it."""
+
     scene: Scene = field(repr=False, compare=False)
     index: int
     aplane: int
@@ -341,6 +352,8 @@ def read_scene_view(s: Scene, index: int) -> SceneView:
 
 @dataclass(frozen=True)
 class ViewVport(_Frames):
+    """A viewport of a view: at each frame, its viewport source and step."""
+
     view: SceneView = field(repr=False, compare=False)
     index: int
     n_frames: int
@@ -399,6 +412,9 @@ def read_source(f: SceneFile, family: str, index: int) -> Source:
 
 @dataclass(frozen=True)
 class Part:
+    """A part: a displayable object (the model, a clip, a contour...) drawn
+    by its static and dynamic reps, with tagged attributes."""
+
     file: SceneFile = field(repr=False, compare=False)
     index: int
     name: str
@@ -423,6 +439,8 @@ def read_part(f: SceneFile, index: int) -> Part:
 
 @dataclass(frozen=True)
 class Rep:
+    """A rep: the geoms it draws and the render attribute it uses."""
+
     file: SceneFile = field(repr=False, compare=False)
     index: int
     rep_type: Union[RepType, int]
@@ -443,6 +461,8 @@ def read_rep(f: SceneFile, index: int) -> Rep:
 
 @dataclass(frozen=True)
 class RendAttr:
+    """A render attribute: how a rep is drawn, all in tagged attributes."""
+
     file: SceneFile = field(repr=False, compare=False)
     index: int
 
@@ -455,6 +475,8 @@ class RendAttr:
 
 @dataclass(frozen=True)
 class Geom:
+    """A geom: a node set and an element list, with optional extents."""
+
     file: SceneFile = field(repr=False, compare=False)
     index: int
     node_set: int
@@ -501,6 +523,8 @@ def _values_shape(n: int, components: int) -> Tuple[int, ...]:
 
 @dataclass(frozen=True)
 class NodeSet:
+    """A node set: node coordinates, optional ids, and variable slots."""
+
     file: SceneFile = field(repr=False, compare=False)
     index: int
     n_nodes: int
@@ -565,6 +589,9 @@ def read_node_var(s: NodeSet, slot: int) -> NodeVar:
 
 @dataclass(frozen=True)
 class ElemList:
+    """An element list: element records of one type each, and variable
+    slots whose values each record holds."""
+
     file: SceneFile = field(repr=False, compare=False)
     index: int
     n_records: int
@@ -593,6 +620,8 @@ def read_elem_list(f: SceneFile, index: int) -> ElemList:
 
 @dataclass(frozen=True)
 class ElemListVar:
+    """A variable slot of an element list."""
+
     elem_list: ElemList = field(repr=False, compare=False)
     slot: int
     var_index: int
@@ -674,6 +703,8 @@ class Palette:
 
 @dataclass(frozen=True)
 class Variable:
+    """A variable: name, centering, kind, optional extents and palette."""
+
     file: SceneFile = field(repr=False, compare=False)
     index: int
     name: str
@@ -741,6 +772,9 @@ def read_variable(f: SceneFile, index: int) -> Variable:
 
 @dataclass(frozen=True)
 class Vport:
+    """A viewport record: the parts it shows; camera, lights and axes are
+    tagged attributes."""
+
     file: SceneFile = field(repr=False, compare=False)
     index: int
     n_parts: int
@@ -763,6 +797,9 @@ def read_vport(f: SceneFile, index: int) -> Vport:
 
 @dataclass(frozen=True)
 class Aplane:
+    """An annotation plane: the annotations it carries, placed by its
+    tagged attributes."""
+
     file: SceneFile = field(repr=False, compare=False)
     index: int
     n_annots: int
@@ -786,6 +823,8 @@ def read_aplane(f: SceneFile, index: int) -> Aplane:
 
 @dataclass(frozen=True)
 class Annot:
+    """An annotation (text, image, plot or legend), its queries and images."""
+
     file: SceneFile = field(repr=False, compare=False)
     index: int
     annot_type: Union[AnnotType, int]
@@ -812,6 +851,8 @@ def read_annot(f: SceneFile, index: int) -> Annot:
 
 @dataclass(frozen=True)
 class Image:
+    """An image: pixels of a format, and optional depth."""
+
     file: SceneFile = field(repr=False, compare=False)
     index: int
     width: int
@@ -851,6 +892,8 @@ def read_image(f: SceneFile, index: int) -> Image:
 
 @dataclass(frozen=True)
 class Query:
+    """A plot query: its name, axis labels and the part it samples."""
+
     file: SceneFile = field(repr=False, compare=False)
     index: int
     name: str
@@ -869,6 +912,8 @@ def read_query(f: SceneFile, index: int) -> Query:
 
 @dataclass(frozen=True)
 class Note:
+    """A note of free text."""
+
     file: SceneFile = field(repr=False, compare=False)
     index: int
     length: int

@@ -87,13 +87,13 @@ class SceneWriter:
     """A scene file being written. Use it in a ``with`` block (or call
     ``close()``); each method writes one record and returns its index.
 
-    >>> with oxm.create("out.h5") as w:                   # doctest: +SKIP
+    >>> with oxm.create("out.h5") as w:
     ...     v = w.variable(name="temperature", extents=(280.0, 305.0))
-    ...     n = w.node_set(coords=xyz, n_vars=1)
-    ...     w.node_var(n, 0, v, values=t)
+    ...     n = w.node_set(coords=[[0, 0, 0], [1, 0, 0], [0, 1, 0]], n_vars=1)
+    ...     slot = w.node_var(n, 0, v, values=[280.0, 290.0, 305.0])
     ...     lst = w.elem_list(n_records=1)
-    ...     w.elem(lst, 0, oxm.ElemType.OXR_ELEM_TRILIST, triangles)
-    ...     w.geom(node_set=n, elem_list=lst)
+    ...     rec = w.elem(lst, 0, oxm.ElemType.OXR_ELEM_TRILIST, [[0, 1, 2]])
+    ...     g = w.geom(node_set=n, elem_list=lst)
     """
 
     def __init__(self, path: PathLike, compression: Optional[str] = "deflate",
@@ -638,8 +638,8 @@ def create(path: PathLike, compression: Optional[str] = "deflate",
     returns its SceneWriter. `compression`: "deflate" (default), "szip"
     where available, or None; it applies to arrays of more than 100 values.
 
-    >>> with oxm.create("out.h5") as w:                   # doctest: +SKIP
-    ...     w.scene(name="overview", n_frames=3)
-    ...     w.part(name="plate", attrs={"OXR_PART_CLIP_TYPE": 103})
+    >>> with oxm.create("out.h5") as w:
+    ...     scene = w.scene(name="overview", n_frames=3)
+    ...     part = w.part(name="plate", attrs={"OXR_PART_CLIP_TYPE": 103})
     """
     return SceneWriter(path, compression, append)

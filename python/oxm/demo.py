@@ -13,7 +13,7 @@ legend of the temperature; an image holds a map of the temperature, a note
 says what the file is.
 
 >>> from oxm.demo import build_demo
->>> build_demo("demo.h5")                             # doctest: +SKIP
+>>> build_demo("demo.h5")
 """
 from __future__ import annotations
 

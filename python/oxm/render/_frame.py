@@ -66,6 +66,10 @@ class FramePlane:
 
 @dataclass
 class Frame:
+    """What frame `frame` of scene `scene` shows: its parts, viewports and
+    annotation planes, and a line for each thing the file names but does
+    not hold (`skipped`)."""
+
     scene: Optional[int]
     frame: int
     parts: List[DrawnPart] = field(default_factory=list)
