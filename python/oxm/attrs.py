@@ -193,15 +193,26 @@ _TYPE, _COUNT = c_int(), c_int()
 _TYPE_REF, _COUNT_REF = byref(_TYPE), byref(_COUNT)
 _ONE: Dict[int, Any] = {INT: (c_int * 1)(), FLOAT: (ctypes.c_float * 1)()}
 _ONE_ADDR = {t: ctypes.addressof(v) for t, v in _ONE.items()}
+_TAGS = (c_int * 150)()  # a record holds at most 150 attributes
+
+
+# (kind, tag) -> classification of the tags whose count depends on no other
+# tag: it never changes, so the library is asked once per process.
+_FIXED: Dict[Tuple[int, int], Optional[Tuple[int, int]]] = {}
 
 
 def classify(handle: Optional[int], kind: int, tag: int) -> Optional[Tuple[int, int]]:
     """(type, count) of `tag` on a record of `kind`, or None when the
     library rejects it; dependent counts from the record in the handle's
     store (none without a handle)."""
-    if _classify(handle, kind, tag, _TYPE_REF, _COUNT_REF) != 0:
-        return None
-    return _TYPE.value, _COUNT.value
+    fixed = tag not in DEPENDENT
+    if fixed and (kind, tag) in _FIXED:
+        return _FIXED[kind, tag]
+    found = (None if _classify(handle if not fixed else None, kind, tag, _TYPE_REF, _COUNT_REF)
+             else (_TYPE.value, _COUNT.value))
+    if fixed:
+        _FIXED[kind, tag] = found
+    return found
 
 
 def _value(handle: int, kind: int, index: int, ordinal: int, vtype: int, count: int) -> Any:
@@ -229,20 +240,20 @@ def read(handle: int, kind: int, index: int) -> Attrs:
     n = call("scn_read_num_attributes", handle, kind, index)
     if n == 0:
         return EMPTY
-    tags = np.empty(n, np.int32)
-    call("scn_read_attribute_ids", handle, kind, index, tags.ctypes.data)
+    call("scn_read_attribute_ids", handle, kind, index, _TAGS)
     values: Dict[Key, Any] = {}
     raw: Dict[Key, Any] = {}
     display = kind in _DISPLAY_KINDS
     names = _TAG_NAMES.get(kind, {})
-    tag_list = tags.tolist()
+    tag_list = _TAGS[:n]
     for ordinal, tag in enumerate(tag_list):
         name = names.get(tag)
         key: Key = tag if name is None else name
-        if _classify(handle, kind, tag, _TYPE_REF, _COUNT_REF) != 0:
+        found = classify(handle, kind, tag)
+        if found is None:
             raw[key] = values[key] = None
             continue
-        stored = _value(handle, kind, index, ordinal, _TYPE.value, _COUNT.value)
+        stored = _value(handle, kind, index, ordinal, *found)
         raw[key] = stored
         values[key] = _display(name, stored) if display else _generic(stored, kind)
     return Attrs(values, raw, tuple(tag_list))
