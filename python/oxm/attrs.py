@@ -128,7 +128,7 @@ _TAG_NAMES: Dict[int, Dict[int, str]] = {
     kind: {int(m): m.name for m in cls} for kind, cls in TAG_ENUMS.items()}
 
 
-def _generic(raw: Any, kind: int) -> Any:
+def _generic(name: Optional[str], raw: Any) -> Any:
     """Conversion by classification: one number as a Python number, several
     as the array, characters as text."""
     if isinstance(raw, bytes):
@@ -191,8 +191,7 @@ _ARRAY_TYPES = {INT: np.int32, FLOAT: np.float32}
 # Scratch outputs, reused by every call (the library is used from one thread).
 _TYPE, _COUNT = c_int(), c_int()
 _TYPE_REF, _COUNT_REF = byref(_TYPE), byref(_COUNT)
-_ONE: Dict[int, Any] = {INT: (c_int * 1)(), FLOAT: (ctypes.c_float * 1)()}
-_ONE_ADDR = {t: ctypes.addressof(v) for t, v in _ONE.items()}
+_SCRATCH = ctypes.create_string_buffer(1024)  # grows for larger attributes
 _TAGS = (c_int * 150)()  # a record holds at most 150 attributes
 
 
@@ -216,21 +215,21 @@ def classify(handle: Optional[int], kind: int, tag: int) -> Optional[Tuple[int, 
 
 
 def _value(handle: int, kind: int, index: int, ordinal: int, vtype: int, count: int) -> Any:
-    """The stored values of one attribute: bytes for text, else an array."""
-    if vtype == CHAR:
-        buf = ctypes.create_string_buffer(count)
-        status = _read_attr(handle, kind, index, ordinal, buf)
-        stored: Any = buf.raw
-    elif count == 1:  # the common case, without an array for the library to fill
-        status = _read_attr(handle, kind, index, ordinal, _ONE_ADDR[vtype])
-        stored = np.array(_ONE[vtype][0:1], _ARRAY_TYPES[vtype])
-    else:
-        stored = np.empty(count, _ARRAY_TYPES[vtype])
-        status = _read_attr(handle, kind, index, ordinal, stored.ctypes.data)
+    """The stored values of one attribute: bytes for text, else an array.
+    The library fills a scratch buffer, from which the values are copied
+    (cheaper than an array of their own for it to fill: most values are
+    one number)."""
+    global _SCRATCH
+    size = count * (1 if vtype == CHAR else 4)
+    if size > len(_SCRATCH):
+        _SCRATCH = ctypes.create_string_buffer(size)
+    status = _read_attr(handle, kind, index, ordinal, _SCRATCH)
     if status != 0:
         raise ScnError("scn_read_attr failed", _capi.take_diagnostics(), "scn_read_attr",
                              status)
-    return stored
+    if vtype == CHAR:
+        return _SCRATCH.raw[:count]
+    return np.frombuffer(_SCRATCH, _ARRAY_TYPES[vtype], count).copy()
 
 
 def read(handle: int, kind: int, index: int) -> Attrs:
@@ -243,7 +242,7 @@ def read(handle: int, kind: int, index: int) -> Attrs:
     call("scn_read_attribute_ids", handle, kind, index, _TAGS)
     values: Dict[Key, Any] = {}
     raw: Dict[Key, Any] = {}
-    display = kind in _DISPLAY_KINDS
+    convert = _display if kind in _DISPLAY_KINDS else _generic
     names = _TAG_NAMES.get(kind, {})
     tag_list = _TAGS[:n]
     for ordinal, tag in enumerate(tag_list):
@@ -253,9 +252,8 @@ def read(handle: int, kind: int, index: int) -> Attrs:
         if found is None:
             raw[key] = values[key] = None
             continue
-        stored = _value(handle, kind, index, ordinal, *found)
-        raw[key] = stored
-        values[key] = _display(name, stored) if display else _generic(stored, kind)
+        raw[key] = stored = _value(handle, kind, index, ordinal, *found)
+        values[key] = convert(name, stored)
     return Attrs(values, raw, tuple(tag_list))
 
 
