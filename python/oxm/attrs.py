@@ -229,7 +229,7 @@ def _value(handle: int, kind: int, index: int, ordinal: int, vtype: int, count: 
                              status)
     if vtype == CHAR:
         return _SCRATCH.raw[:count]
-    return np.frombuffer(_SCRATCH, _ARRAY_TYPES[vtype], count).copy()
+    return np.frombuffer(memoryview(_SCRATCH), _ARRAY_TYPES[vtype], count).copy()
 
 
 def read(handle: int, kind: int, index: int) -> Attrs:
