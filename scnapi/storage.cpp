@@ -106,21 +106,21 @@ int write_dataset(const scnapi_handle *h, hid_t gid, const char *name, hid_t typ
                   const void *data) {
     H5Id dset = open_dataset_for(gid, name, n);
     H5Id space;
-    // The dataset's creation properties, for the chunk path: those of an
-    // existing dataset, or the ones it is created with (none for
-    // contiguous data). Char datasets (h == nullptr) are never chunked or
-    // compressed.
-    H5Id dcpl;
-    if (dset) {
-        dcpl = plist_id(H5Dget_create_plist(dset.get()));
-    } else {
+    // The dataset's own creation properties, for the chunk path; none for
+    // a dataset created contiguous. (The list a dataset is created with is
+    // not enough: creating the dataset completes the filters' parameters,
+    // such as the shuffle's element size, in the dataset's copy.) Char
+    // datasets (h == nullptr) are never chunked or compressed.
+    bool chunked = true;
+    if (!dset) {
         space = dataspace_id(H5Screate_simple(1, &n, nullptr));
         if (!space) {
             std::printf("Error creating dataspace for dataset: %s\n", name);
             return -1;
         }
         const hid_t props = h ? create_dataset_filter(h, n) : H5P_DEFAULT;
-        if (props != H5P_DEFAULT) dcpl = plist_id(props);
+        H5Id owned = plist_id(props > 0 ? props : -1);  // released once the dataset exists
+        chunked = owned.valid();
         dset = dataset_id(H5Dcreate1(gid, name, type, space.get(),
                                      props < 0 ? H5P_DEFAULT : props));
         if (!dset) {
@@ -128,6 +128,7 @@ int write_dataset(const scnapi_handle *h, hid_t gid, const char *name, hid_t typ
             return -1;
         }
     }
+    H5Id dcpl = chunked ? plist_id(H5Dget_create_plist(dset.get())) : H5Id();
     if (write_whole_dataset(dset.get(), dcpl.valid() ? dcpl.get() : -1, type, data, n) < 0) {
         std::printf("Error writing dataset: %s\n", name);
         return -1;

@@ -90,6 +90,21 @@ def test_family_arrays_round_trip_and_read_back_with_h5py(tmp_path, c_out, compr
     check(tmp_path / "f.h5", c_out, [("scn_write_set_compression", index)] + writes, stored, reads)
 
 
+def test_compressed_chunk_is_deflated_by_the_library(tmp_path, c_out):
+    """The chunk of a Deflate dataset is the library's own stream (libdeflate
+    encodes differently from the zlib behind HDF5's filter), and it inflates
+    to the shuffled values."""
+    coords = np.linspace(0, 1, 3 * 2000, dtype=np.float32)
+    path = tmp_path / "own.h5"
+    check(path, c_out, [("scn_write_set_compression", compression_index("Deflate")),
+                        ("scn_write_nodes", 0, 2000, 3, 0, 0, -1, coords, None)],
+          {}, [])
+    mask, chunk = h5chunk(path, "/top/Nodes/nodes_0/coords")
+    shuffled = coords.view(np.uint8).reshape(-1, 4).T.tobytes()
+    assert mask == 0 and zlib.decompress(chunk) == shuffled
+    assert chunk != zlib.compress(shuffled, 9)
+
+
 def nodes_file(coords, ids, **layout):
     """A node set written by h5py, its two arrays stored with `layout`
     (chunks "one": one chunk of the array's length)."""
