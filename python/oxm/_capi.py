@@ -22,7 +22,7 @@ import tempfile
 import warnings
 from ctypes import byref, c_char_p, c_float, c_int, c_int64, c_long, c_void_p
 from types import TracebackType
-from typing import Any, Dict, List, Optional, Tuple, Type
+from typing import Any, Dict, List, Optional, Tuple, Type, TypeVar
 
 import _oxm
 
@@ -276,6 +276,47 @@ def close_handle(handle: int) -> None:
     """Releases a handle without shutting HDF5 down (other handles of the
     process keep their files)."""
     call("scnapi_close_file", byref(c_void_p(handle)))
+
+
+_Owner = TypeVar("_Owner", bound="HandleOwner")
+
+
+class HandleOwner:
+    """An object that holds one library handle (a file opened for reading
+    or writing): ``close()``, ``closed``, use in a ``with`` block, and the
+    handle released when the object is collected."""
+
+    path: str
+    _h: Optional[int] = None
+
+    @property
+    def closed(self) -> bool:
+        return self._h is None
+
+    def close(self) -> None:
+        """Releases the file (a written file is complete once closed);
+        further use raises ValueError. Idempotent."""
+        h, self._h = self._h, None
+        if h is not None:
+            close_handle(h)
+
+    def __enter__(self: _Owner) -> _Owner:
+        return self
+
+    def __exit__(self, et: Optional[Type[BaseException]], ev: Optional[BaseException],
+                 tb: Optional[TracebackType]) -> None:
+        self.close()
+
+    def __del__(self) -> None:
+        if self._h is not None:
+            try:
+                self.close()
+            except Exception:  # interpreter shutdown
+                pass
+
+    def __repr__(self) -> str:
+        state = "closed" if self.closed else "open"
+        return f"<oxm.{type(self).__name__} {self.path!r} ({state})>"
 
 
 def compression_names() -> List[str]:

@@ -6,8 +6,7 @@ import errno
 import os
 import warnings
 from ctypes import addressof, c_float, c_int
-from types import TracebackType
-from typing import TYPE_CHECKING, Any, Dict, List, Optional, Sequence, Tuple, Type, Union
+from typing import TYPE_CHECKING, Any, Dict, List, Optional, Sequence, Tuple, Union
 
 from . import _capi
 from . import _records as rec
@@ -29,7 +28,7 @@ _OLD_VERSIONS = {"Error opening group for attribute: scn_api_version",
                  "Error opening group for attribute: scn_file_version"}
 
 
-class SceneFile:
+class SceneFile(_capi.HandleOwner):
     """A scene file opened for reading, with one sequence of records per
     family. Records are read when indexed; their bulk arrays when first
     used. Use it in a ``with`` block, or call ``close()``.
@@ -145,10 +144,6 @@ class SceneFile:
     # ---- file-level --------------------------------------------------------
 
     @property
-    def closed(self) -> bool:
-        return self._h is None
-
-    @property
     def framework_version(self) -> Optional[str]:
         """The producer's framework version ("1.00" for the oldest files),
         or None when the file does not record one."""
@@ -159,30 +154,6 @@ class SceneFile:
         except ScnError:
             return None
         return _capi.text(buf.raw[:256])
-
-    def close(self) -> None:
-        """Releases the file; further use raises ValueError. Idempotent."""
-        h, self._h = self._h, None
-        if h is not None:
-            _capi.close_handle(h)
-
-    def __enter__(self) -> SceneFile:
-        return self
-
-    def __exit__(self, et: Optional[Type[BaseException]], ev: Optional[BaseException],
-                 tb: Optional[TracebackType]) -> None:
-        self.close()
-
-    def __del__(self) -> None:
-        if getattr(self, "_h", None) is not None:
-            try:
-                self.close()
-            except Exception:  # interpreter shutdown
-                pass
-
-    def __repr__(self) -> str:
-        state = "closed" if self.closed else "open"
-        return f"<oxm.SceneFile {self.path!r} ({state})>"
 
     # ---- meshes --------------------------------------------------------------
 

@@ -11,8 +11,7 @@ from __future__ import annotations
 import errno
 import os
 from ctypes import byref, c_int
-from types import TracebackType
-from typing import Any, Dict, Mapping, Optional, Sequence, Tuple, Type, Union
+from typing import Any, Dict, Mapping, Optional, Sequence, Tuple, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -83,7 +82,7 @@ def _frames(sources: ArrayLike, steps: ArrayLike) -> Tuple[Any, Any]:
     return src, _ints("steps", steps, src.size)
 
 
-class SceneWriter:
+class SceneWriter(_capi.HandleOwner):
     """A scene file being written. Use it in a ``with`` block (or call
     ``close()``); each method writes one record and returns its index.
 
@@ -208,33 +207,6 @@ class SceneWriter:
         with operation:
             call("scn_write_framework_version", self._handle(),
                  _text("version", version, 256))
-
-    @property
-    def closed(self) -> bool:
-        return self._h is None
-
-    def close(self) -> None:
-        """Finishes the file; idempotent."""
-        h, self._h = self._h, None
-        if h is not None:
-            _capi.close_handle(h)
-
-    def __enter__(self) -> SceneWriter:
-        return self
-
-    def __exit__(self, et: Optional[Type[BaseException]], ev: Optional[BaseException],
-                 tb: Optional[TracebackType]) -> None:
-        self.close()
-
-    def __del__(self) -> None:
-        if getattr(self, "_h", None) is not None:
-            try:
-                self.close()
-            except Exception:  # interpreter shutdown
-                pass
-
-    def __repr__(self) -> str:
-        return f"<oxm.SceneWriter {self.path!r} ({'closed' if self.closed else 'open'})>"
 
     # ---- scenes ----------------------------------------------------------------
 
