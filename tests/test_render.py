@@ -11,6 +11,9 @@ from oxm.cli import main
 from oxm.demo import build_demo
 from render_scenes import UNLIT, build_features, triangle, write_scene
 
+if "asan" in os.environ.get("LD_PRELOAD", ""):
+    pytest.skip("matplotlib's C++ extension, which pyvista imports, throws exceptions that the "
+                "preloaded AddressSanitizer runtime cannot unwind", allow_module_level=True)
 pv = pytest.importorskip("pyvista", reason="pyvista is not installed (pip install scnapi[render])")
 
 SIZE = (320, 240)
