@@ -56,15 +56,19 @@ int read_array(hid_t record, const char *name, Elem type, long long announced, b
                const ArrayOut &out) {
     if (!out.wanted()) return 0;
     const long long capacity = out.capacity(announced);
+    if (capacity < 0) {
+        std::printf("Error reading dataset: %s\n", name);
+        return -1;
+    }
     StoredArray stored(record, name);
-    if (capacity >= 0 && !stored) {
+    if (!stored) {
         std::printf("Error opening dataset: %s\n", name);
         return -1;
     }
     const auto room = static_cast<hsize_t>(capacity);
     // An array allocated for the read is backed by stored data of exactly
     // its size: a dataset that was never written backs none.
-    if (capacity < 0 || stored.elements() > room ||
+    if (stored.elements() > room ||
         (exact && stored.elements() != static_cast<hsize_t>(announced)) ||
         (out.allocates() && (stored.elements() != room || (room > 0 && !stored.written())))) {
         std::printf("Error reading dataset: %s\n", name);

@@ -229,10 +229,10 @@ int dataset_length(hid_t gid, const char *name, hsize_t *n) {
 
 StoredArray::StoredArray(hid_t group, const char *name)
     : name_(name), dset_(dataset_id(H5Dopen1(group, name))) {
-    if (dset_) extent_ = extent_of(dset_.get(), H5Dget_space);
+    if (!dset_) return;
+    extent_ = extent_of(dset_.get(), H5Dget_space);
+    written_ = H5Dget_storage_size(dset_.get()) > 0;
 }
-
-bool StoredArray::written() const { return dset_ && H5Dget_storage_size(dset_.get()) > 0; }
 
 hssize_t StoredArray::read(hid_t type, void *buf, hsize_t capacity) {
     if (!*this || static_cast<hsize_t>(extent_) > capacity) {
@@ -241,7 +241,7 @@ hssize_t StoredArray::read(hid_t type, void *buf, hsize_t capacity) {
     }
     hssize_t got = extent_;
     H5Id dcpl;
-    if (!written()) {
+    if (!written_) {
         got = 0;  // created but never written: nothing to read
     } else if (!storage_sound(dset_.get(), type, &dcpl) ||  // a damaged layout never reaches HDF5
                read_whole_dataset(dset_.get(), dcpl.valid() ? dcpl.get() : -1, type, buf,

@@ -68,13 +68,14 @@ int dataset_length(hid_t gid, const char *name, hsize_t *n);
 // its counts costs no second open.
 class StoredArray {
 public:
-    // Opens dataset `name` of `group`; an empty StoredArray, silently, when
-    // it cannot be opened (callers report it their own way).
+    // Opens dataset `name` of `group`; an empty StoredArray when it cannot
+    // be opened, without a message of the library's (callers report it
+    // their own way).
     StoredArray(hid_t group, const char *name);
     StoredArray() = default;  // none
     explicit operator bool() const { return dset_.valid() && extent_ >= 0; }
     hsize_t elements() const { return static_cast<hsize_t>(extent_ < 0 ? 0 : extent_); }
-    bool written() const;
+    bool written() const { return written_; }
     // Reads the whole dataset as `type` into `buf`, which holds `capacity`
     // elements, and closes it. Returns the elements read (0 for a dataset
     // never written: `buf` untouched) or -1 after "Error reading dataset:
@@ -86,6 +87,7 @@ private:
     const char *name_ = "";
     H5Id dset_;
     hssize_t extent_ = -1;
+    bool written_ = false;
 };
 
 // Dataset-creation properties for an int or float dataset of n elements
