@@ -11,7 +11,7 @@ from __future__ import annotations
 import errno
 import os
 from ctypes import byref, c_int
-from typing import Any, Dict, Mapping, Optional, Sequence, Tuple, Union
+from typing import Any, Dict, List, Mapping, Optional, Sequence, Tuple, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -164,9 +164,10 @@ class SceneWriter(_capi.HandleOwner):
         position = ("scene_part", "scene_annot", "scene_vport", "scene_aplane", "scene_view")
         return counts[position.index(kind)].value
 
-    def _attrs(self, kind: int, index: int, attrs: Attrs) -> None:
-        if attrs:
-            _attrs.write(self._handle(), kind, index, attrs)
+    def _attrs(self, kind: int, index: int, items: List[Tuple[int, Any]]) -> None:
+        """Writes a record's attributes, encoded (and so checked) before the
+        record itself was written."""
+        _attrs.write(self._handle(), kind, index, items)
 
     def _components(self, variable: int) -> int:
         """Floats per value of a variable of this file."""
@@ -323,12 +324,12 @@ class SceneWriter(_capi.HandleOwner):
         static one)."""
         name_b, desc_b = _text("name", name, 256), _text("description", description, 256)
         dynamic = static_rep if dynamic_rep is None else dynamic_rep
-        _attrs.encode(1, attrs or {})
+        items = _attrs.encode(1, attrs or {})
         with operation:
             index = self._index("part", index)
             call("scn_write_part", self._handle(), index, name_b, desc_b, int(part_type),
                  int(static_rep), int(dynamic))
-            self._attrs(1, index, attrs)
+            self._attrs(1, index, items)
         return index
 
     def rep(self, index: Optional[int] = None, geoms: ArrayLike = (),
@@ -343,11 +344,11 @@ class SceneWriter(_capi.HandleOwner):
 
     def rend_attr(self, index: Optional[int] = None, attrs: Attrs = None) -> int:
         """A render attribute; its content is its tagged attributes."""
-        _attrs.encode(2, attrs or {})
+        items = _attrs.encode(2, attrs or {})
         with operation:
             index = self._index("rendAttr", index)
             call("scn_write_rendAttr", self._handle(), index)
-            self._attrs(2, index, attrs)
+            self._attrs(2, index, items)
         return index
 
     # ---- geometry ----------------------------------------------------------------
@@ -360,12 +361,12 @@ class SceneWriter(_capi.HandleOwner):
         lo = hi = np.empty(0, np.float32)
         if extents is not None:
             lo, hi = (_floats(f"extents[{i}]", e, (3,)) for i, e in enumerate(extents))
-        _attrs.encode(7, attrs or {})
+        items = _attrs.encode(7, attrs or {})
         with operation:
             index = self._index("geom", index)
             call("scn_write_geom", self._handle(), index, int(node_set), int(elem_list),
                  int(extents is not None), int(bool(empty)), _ptr(lo), _ptr(hi))
-            self._attrs(7, index, attrs)
+            self._attrs(7, index, items)
         return index
 
     def node_set(self, index: Optional[int] = None, coords: ArrayLike = np.empty((0, 3)),
@@ -520,21 +521,21 @@ class SceneWriter(_capi.HandleOwner):
         """A viewport showing `parts`; its camera, lights and axes are
         tagged attributes."""
         p = _ints("parts", parts)
-        _attrs.encode(3, attrs or {})
+        items = _attrs.encode(3, attrs or {})
         with operation:
             index = self._index("vport", index)
             call("scn_write_vport", self._handle(), index, p.size, _ptr(p))
-            self._attrs(3, index, attrs)
+            self._attrs(3, index, items)
         return index
 
     def aplane(self, index: Optional[int] = None, annots: ArrayLike = (),
                attrs: Attrs = None) -> int:
         a = _ints("annots", annots)
-        _attrs.encode(4, attrs or {})
+        items = _attrs.encode(4, attrs or {})
         with operation:
             index = self._index("aplane", index)
             call("scn_write_aplane", self._handle(), index, a.size, _ptr(a))
-            self._attrs(4, index, attrs)
+            self._attrs(4, index, items)
         return index
 
     def annot(self, index: Optional[int] = None, annot_type: int = 10,
@@ -542,12 +543,12 @@ class SceneWriter(_capi.HandleOwner):
               attrs: Attrs = None) -> int:
         """An annotation (text, image, plot, legend: `annot_type`)."""
         q = _ints("queries", queries)
-        _attrs.encode(5, attrs or {})
+        items = _attrs.encode(5, attrs or {})
         with operation:
             index = self._index("annot", index)
             call("scn_write_annot", self._handle(), index, int(annot_type), q.size,
                  int(mono_image), int(stereo_image), _ptr(q))
-            self._attrs(5, index, attrs)
+            self._attrs(5, index, items)
         return index
 
     def image(self, index: Optional[int] = None, pixels: ArrayLike = np.empty((0, 0), np.uint8),
@@ -568,12 +569,12 @@ class SceneWriter(_capi.HandleOwner):
             raise ValueError(f"pixel_format: {fmt} does not store {channels} bytes per pixel")
         data = np.ascontiguousarray(px, np.uint8)
         dep = None if depth is None else _floats("depth", depth, (height, width))
-        _attrs.encode(6, attrs or {})
+        items = _attrs.encode(6, attrs or {})
         with operation:
             index = self._index("image", index)
             call("scn_write_image", self._handle(), index, width, height, fmt,
                  int(dep is not None), _ptr(data), None if dep is None else _ptr(dep))
-            self._attrs(6, index, attrs)
+            self._attrs(6, index, items)
         return index
 
     def query(self, index: Optional[int] = None, name: str = "", x_label: str = "",
@@ -599,9 +600,9 @@ class SceneWriter(_capi.HandleOwner):
     def attrs(self, kind: int, index: int, attrs: Mapping[Any, Any]) -> None:
         """Writes the tagged attributes of an existing record of owner kind
         `kind` (oxm.OwnerKind), replacing those it had."""
-        _attrs.encode(int(kind), attrs)
+        items = _attrs.encode(int(kind), attrs)
         with operation:
-            _attrs.write(self._handle(), int(kind), int(index), attrs)
+            _attrs.write(self._handle(), int(kind), int(index), items)
 
 
 def create(path: PathLike, compression: Optional[str] = "deflate",

@@ -319,10 +319,10 @@ def encode(kind: int, attrs: Mapping[Any, Any]) -> List[Tuple[int, Any]]:
     return out
 
 
-def write(handle: int, kind: int, index: int, attrs: Mapping[Any, Any]) -> None:
-    """Announces and adds the attributes of one record (inside an
-    operation); the library writes them when the last is added."""
-    items = encode(kind, attrs)
+def write(handle: int, kind: int, index: int, items: List[Tuple[int, Any]]) -> None:
+    """Announces and adds the attributes of one record, as `encode` gave
+    them (inside an operation); the library writes them when the last is
+    added."""
     if not items:
         return
     _capi.call("scn_write_num_attributes", handle, kind, index, len(items))
