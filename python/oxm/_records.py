@@ -32,6 +32,9 @@ R = TypeVar("R")
 
 # Floats per value of a variable, by its kind; other kinds store none.
 COMPONENTS = {3100: 1, 3101: 3, 3102: 3, 3103: 2, 3104: 6}
+# Floats in each of a variable's minimum and maximum, by its kind (scalar
+# kinds one, vector kinds three); other kinds have no extents.
+EXTENT_WIDTH = {3100: 1, 3103: 1, 3101: 3, 3102: 3, 3104: 3}
 # Bytes per pixel, by pixel format.
 PIXEL_BYTES = {1: 1, 2: 1, 4: 2, 8: 3, 16: 4}
 
@@ -721,8 +724,8 @@ class Variable:
 
     @cached_property
     def _extents(self) -> Tuple[Any, Any]:
-        width = 1 if int(self.kind) in (3100, 3103) else 3
-        if not self.extents_provided or int(self.kind) not in COMPONENTS:
+        width = EXTENT_WIDTH.get(int(self.kind), 0)
+        if not self.extents_provided or not width:
             return None, None
         lo, hi = np.zeros(width, np.float32), np.zeros(width, np.float32)
         with operation:

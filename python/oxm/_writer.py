@@ -21,7 +21,7 @@ from ._capi import call, operation
 from ._elements import ELEMENTS, count_elements
 from ._errors import ScnError
 from ._file import PathLike
-from ._records import COMPONENTS, PIXEL_BYTES
+from ._records import COMPONENTS, EXTENT_WIDTH, PIXEL_BYTES
 from .enums import AnimLoop, AnimRun, Centering, ColorSpace, PartType, RepType, VarKind
 
 Attrs = Optional[Mapping[Any, Any]]
@@ -480,7 +480,7 @@ class SceneWriter(_capi.HandleOwner):
                  extents: Optional[Tuple[ArrayLike, ArrayLike]] = None) -> int:
         """A variable; `extents` is (minimum, maximum): one float each for
         scalar kinds, 3 each for vector kinds."""
-        width = {3100: 1, 3103: 1, 3101: 3, 3102: 3, 3104: 3}.get(int(kind), 0)
+        width = EXTENT_WIDTH.get(int(kind), 0)
         lo = hi = np.empty(0, np.float32)
         if extents is not None:
             if not width:

@@ -22,12 +22,11 @@ from .. import _h5
 from .._elements import ELEMENTS, split
 from .._layout import (BY_KEY, FAMILIES, FLOAT, INT, MAX_ATTRS, TAG_REFS, TAGGED, TEXT, TOP,
                        Family, Item, Level)
-from .._records import COMPONENTS, PIXEL_BYTES
+from .._records import COMPONENTS, EXTENT_WIDTH, PIXEL_BYTES
 from ..attrs import DEPENDENT, classify
 from ..enums import tag_name
 from ._common import CliError, print_json, progress, why_not_scene_file
 
-EXTENTS = {3100: 2, 3103: 2, 3101: 6, 3102: 6, 3104: 6}  # floats of a variable's extents
 _TYPES = {INT: ("int", 4), FLOAT: ("float", 4), TEXT: ("int", 1), "bytes": ("int", 1)}
 _VALUE_TYPES = {0: ("fvalsLen", "fvals"), 1: ("ivalsLen", "ivals"), 2: ("cvalsLen", "cvals")}
 _OWNERS = {f.level.tagged: f.label for f in FAMILIES if f.level.tagged}
@@ -294,7 +293,7 @@ class Checker:
     def _derived(self, rec: Record, name: str) -> Tuple[Optional[int], str]:
         if name == "@extents":
             kind = rec.get("varKind")
-            return (EXTENTS.get(kind, 0) if isinstance(kind, int) else None), f"kind {kind}"
+            return (2 * EXTENT_WIDTH.get(kind, 0) if isinstance(kind, int) else None), f"kind {kind}"
         if name == "@pixel_bytes":
             fmt = rec.get("pixelFormat")
             return (PIXEL_BYTES.get(fmt, 0) if isinstance(fmt, int) else None), \
