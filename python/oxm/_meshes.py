@@ -10,6 +10,7 @@ import numpy as np
 from ._errors import ScnError
 from ._elements import CellBlock, cell_blocks, from_cells
 from ._file import PathLike
+from ._records import EXTENT_WIDTH
 from ._writer import create
 
 if TYPE_CHECKING:
@@ -162,9 +163,10 @@ def _variable_data(name: str, data: Any, count: int) -> Tuple[int, Any]:
 
 
 def _extents(kind: int, values: Any) -> Tuple[Any, Any]:
-    if kind in (3100, 3103):
+    width = EXTENT_WIDTH[kind]
+    if width == 1:
         return float(values.min()), float(values.max())
-    return values.min(axis=0)[:3], values.max(axis=0)[:3]
+    return values.min(axis=0)[:width], values.max(axis=0)[:width]
 
 
 def from_meshio(mesh: Any, path: PathLike, name: str = "mesh",
